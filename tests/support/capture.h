@@ -1,0 +1,54 @@
+// Message capture for tests: while a guard lives, the four channels record
+// their messages instead of reporting them.  An error is recorded and then
+// thrown as `error_raised`, so that control comes back to the test the way a
+// fuzzer's own error target brings it back to the harness.
+#pragma once
+
+#include "core/message.h"
+
+#include <deque>
+#include <string>
+#include <vector>
+
+struct captured_message {
+    std::string file;
+    int line;
+    std::string ident;
+    std::string text;
+};
+
+struct error_raised {
+    std::string text;
+};
+
+class message_capture {
+  public:
+    message_capture();
+    ~message_capture();
+    message_capture(const message_capture &) = delete;
+    message_capture &operator=(const message_capture &) = delete;
+
+    std::vector<captured_message> errors, warnings, verboses, questions;
+    // Answers given to questions, in order; when empty the first option is taken.
+    std::deque<int> answers;
+
+    // True when some message of the list contains `part`.
+    static bool contains(const std::vector<captured_message> &list, const std::string &part);
+    bool warned(const std::string &part) const { return contains(warnings, part); }
+    bool said(const std::string &part) const { return contains(verboses, part); }
+
+  private:
+    xmessage_fn saved_error, saved_warning, saved_verbose;
+    xquestion_fn saved_question;
+    message_capture *saved_active;
+};
+
+// Runs `action` and returns the text of the error it raised ("" when none).
+template <class Action> std::string error_of(Action action) {
+    try {
+        action();
+    } catch (const error_raised &raised) {
+        return raised.text;
+    }
+    return "";
+}
