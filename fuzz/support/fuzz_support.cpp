@@ -8,7 +8,9 @@
 
 namespace {
 
-void raise_error(const char *, int, const char *, const char *, ...) { throw fuzz_error(); }
+void raise_error(const char *, int, const char *, const char *, ...) {
+    throw fuzz_error();
+}
 void drop(const char *, int, const char *, const char *, ...) {}
 int first_answer(const char *, int, const char *, const question_option *options, const char *,
                  ...) {

@@ -52,7 +52,8 @@ template <class T> int scan_integer(const char *text, void *value, const char *t
     T v;
     if constexpr (std::numeric_limits<T>::is_signed) {
         long parsed = xatol(text, &ok);
-        if (ok && (parsed < std::numeric_limits<T>::min() || parsed > std::numeric_limits<T>::max()))
+        if (ok &&
+            (parsed < std::numeric_limits<T>::min() || parsed > std::numeric_limits<T>::max()))
             return report_range(text, type), 0;
         v = static_cast<T>(parsed);
     } else {
@@ -71,9 +72,15 @@ template <class T> int scan_integer(const char *text, void *value, const char *t
 }
 
 #define INTEGER_TYPE(name, T)                                                                      \
-    void print_##name(const void *value, char *text) { print_integer<T>(value, text); }           \
-    int scan_##name(const char *text, void *value) { return scan_integer<T>(text, value, #name); } \
-    int compare_##name(const void *a, const void *b) { return compare_values<T>(a, b); }
+    void print_##name(const void *value, char *text) {                                             \
+        print_integer<T>(value, text);                                                             \
+    }                                                                                              \
+    int scan_##name(const char *text, void *value) {                                               \
+        return scan_integer<T>(text, value, #name);                                                \
+    }                                                                                              \
+    int compare_##name(const void *a, const void *b) {                                             \
+        return compare_values<T>(a, b);                                                            \
+    }
 
 INTEGER_TYPE(char, std::int8_t)
 INTEGER_TYPE(uchar, std::uint8_t)
@@ -119,9 +126,11 @@ int scan_float(const char *text, void *value) {
     long double v;
     if (!scan_real(text, v, "float"))
         return 0;
-    if (std::isfinite(v) && std::fabs(v) > FLT_MAX)
-        return report_range(text, "float"), 0;
+    // Judged after rounding: the printed form of the largest float is a hair
+    // above it and must still scan back.
     auto f = static_cast<float>(v);
+    if (std::isfinite(v) && std::isinf(f))
+        return report_range(text, "float"), 0;
     std::memcpy(value, &f, sizeof f);
     return 1;
 }
@@ -130,9 +139,9 @@ int scan_double(const char *text, void *value) {
     long double v;
     if (!scan_real(text, v, "double"))
         return 0;
-    if (std::isfinite(v) && std::fabs(v) > DBL_MAX)
-        return report_range(text, "double"), 0;
     auto d = static_cast<double>(v);
+    if (std::isfinite(v) && std::isinf(d))
+        return report_range(text, "double"), 0;
     std::memcpy(value, &d, sizeof d);
     return 1;
 }
@@ -146,8 +155,12 @@ int scan_ldouble(const char *text, void *value) {
     return 1;
 }
 
-int compare_float(const void *a, const void *b) { return compare_values<float>(a, b); }
-int compare_double(const void *a, const void *b) { return compare_values<double>(a, b); }
+int compare_float(const void *a, const void *b) {
+    return compare_values<float>(a, b);
+}
+int compare_double(const void *a, const void *b) {
+    return compare_values<double>(a, b);
+}
 int compare_ldouble(const void *a, const void *b) {
     long double x = load_ldouble(a), y = load_ldouble(b);
     return x < y ? -1 : (y < x ? 1 : 0);
@@ -171,7 +184,9 @@ int scan_bool(const char *text, void *value) {
     return 1;
 }
 
-int compare_bool(const void *a, const void *b) { return compare_values<std::int32_t>(a, b); }
+int compare_bool(const void *a, const void *b) {
+    return compare_values<std::int32_t>(a, b);
+}
 
 void print_string(const void *value, char *text) {
     std::snprintf(text, DTYPE_TEXT_MAX, "%.*s", static_cast<int>(string_size - 1),
@@ -190,8 +205,8 @@ int scan_string(const char *text, void *value) {
 }
 
 int compare_string(const void *a, const void *b) {
-    int result = std::strncmp(static_cast<const char *>(a), static_cast<const char *>(b),
-                              string_size);
+    int result =
+        std::strncmp(static_cast<const char *>(a), static_cast<const char *>(b), string_size);
     return result < 0 ? -1 : (result > 0 ? 1 : 0);
 }
 

@@ -16,7 +16,9 @@ struct exit_handler {
 exit_handler handler_list[EXITHAND_SLOTS];
 bool table_cleared = false;
 
-bool occupied(const exit_handler &slot) { return slot.function && slot.name; }
+bool occupied(const exit_handler &slot) {
+    return slot.function && slot.name;
+}
 
 bool same_name(const exit_handler &slot, const char *name) {
     return name && xstring_compare(slot.name, name);

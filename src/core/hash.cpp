@@ -33,4 +33,6 @@ std::uint32_t hash_compute(const void *data, std::size_t size) {
     return crc ^ 0xFFFFFFFFu;
 }
 
-std::uint32_t hash_string(const char *text) { return hash_compute(text, std::strlen(text)); }
+std::uint32_t hash_string(const char *text) {
+    return hash_compute(text, std::strlen(text));
+}

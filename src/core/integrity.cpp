@@ -32,7 +32,9 @@ const char *integrity_check() {
     return nullptr;
 }
 
-std::uint32_t integrity_checksum() { return checked ? checksum : 0; }
+std::uint32_t integrity_checksum() {
+    return checked ? checksum : 0;
+}
 
 void integrity_uncheck() {
     checksum = 0;

@@ -65,8 +65,10 @@ bool arguments_valid(const message_channel &channel, const char *file, const cha
 // The one-time configuration step; true when it moved the channel to another
 // target, which then takes this message too.
 bool configured_elsewhere(message_channel &channel, xmessage_fn self) {
-    if (const char *name = message_config_step(channel.config))
-        channel.override(name);
+    const char *name = message_config_step(channel.config);
+    if (!name)
+        return false;
+    channel.override(name);
     return *channel.pointer != self;
 }
 
@@ -132,8 +134,7 @@ void message_channel_cok(message_channel &channel, xmessage_fn self, const char 
         xabort_internal__("user pressed escape", file, line);
 }
 
-void message_channel_nil(message_channel &channel, const char *file, int,
-                         const char *format) {
+void message_channel_nil(message_channel &channel, const char *file, int, const char *format) {
     arguments_valid(channel, file, format);
 }
 

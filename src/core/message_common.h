@@ -73,7 +73,6 @@ void message_channel_con(message_channel &channel, xmessage_fn self, const char 
                          const char *ident, const char *format, std::va_list args);
 void message_channel_cok(message_channel &channel, xmessage_fn self, const char *file, int line,
                          const char *ident, const char *format, std::va_list args);
-void message_channel_nil(message_channel &channel, const char *file, int line,
-                         const char *format);
+void message_channel_nil(message_channel &channel, const char *file, int line, const char *format);
 void message_channel_aux(message_channel &channel, xmessage_fn self, const char *file, int line,
                          const char *ident, const char *format, std::va_list args);

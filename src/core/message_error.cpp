@@ -42,8 +42,10 @@ void check_arguments(const char *file, int line, const char *format) {
 // The configured target, when it is another one, takes the message over.
 void forward_if_configured(xmessage_fn self, const char *file, int line, const char *ident,
                            const char *message) {
-    if (const char *name = message_config_step(config))
-        xerror_override(name);
+    const char *name = message_config_step(config);
+    if (!name)
+        return;
+    xerror_override(name);
     if (xerror != self)
         xerror(file, line, ident, "%s", message);
 }

@@ -28,13 +28,16 @@ bool arguments_valid(const char *file, const question_option *options, const cha
     return !missing;
 }
 
-// The configuration step of this channel also reads the countdown.
-void configure() {
+// The configuration step of this channel also reads the countdown.  True
+// when it installed a configured target.
+bool configure() {
     bool first = !config.done && config_active();
-    if (const char *name = message_config_step(config))
+    const char *name = message_config_step(config);
+    if (name)
         xquestion_override(name);
     if (first)
         config_get("*.message.handling", "question.timeout", 5, 4, &timeout);
+    return name != nullptr;
 }
 
 // The record marked as default, or null; two marked records are an error.
@@ -121,8 +124,7 @@ int question_log(const char *file, int line, const char *ident, const question_o
     va_start(args, format);
     message_format(message, format, args);
     va_end(args);
-    configure();
-    if (xquestion != question_log)
+    if (configure() && xquestion != question_log)
         return xquestion(file, line, ident, options, "%s", message);
     int answer = standing_answer(options);
     char text[MESSAGE_BUFFER_SIZE + 512];
@@ -143,8 +145,7 @@ int question_con(const char *file, int line, const char *ident, const question_o
     va_start(args, format);
     message_format(message, format, args);
     va_end(args);
-    configure();
-    if (xquestion != question_con)
+    if (configure() && xquestion != question_con)
         return xquestion(file, line, ident, options, "%s", message);
     find_default(options);
     if (!video_is_text())
@@ -183,5 +184,9 @@ void xquestion_override(const char *name) {
     xquestion = target->function;
 }
 
-int xquestion_get_timeout() { return timeout; }
-void xquestion_set_timeout(int seconds) { timeout = seconds; }
+int xquestion_get_timeout() {
+    return timeout;
+}
+void xquestion_set_timeout(int seconds) {
+    timeout = seconds;
+}

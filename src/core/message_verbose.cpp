@@ -12,12 +12,8 @@ static message_channel channel = {
     xverbose_override, system_veraux};
 
 static constexpr message_target<xmessage_fn> targets[] = {
-    {"log", verbose_log},
-    {"con", verbose_con},
-    {"con+key", verbose_cok},
-    {"nil", verbose_nil},
-    {"aux", verbose_aux},
-    {nullptr, nullptr},
+    {"log", verbose_log}, {"con", verbose_con}, {"con+key", verbose_cok},
+    {"nil", verbose_nil}, {"aux", verbose_aux}, {nullptr, nullptr},
 };
 
 void xverbose_override(const char *name) {

@@ -12,12 +12,8 @@ static message_channel channel = {
     xwarning_override, system_wrnaux};
 
 static constexpr message_target<xmessage_fn> targets[] = {
-    {"log", warning_log},
-    {"con", warning_con},
-    {"con+key", warning_cok},
-    {"nil", warning_nil},
-    {"aux", warning_aux},
-    {nullptr, nullptr},
+    {"log", warning_log}, {"con", warning_con}, {"con+key", warning_cok},
+    {"nil", warning_nil}, {"aux", warning_aux}, {nullptr, nullptr},
 };
 
 void xwarning_override(const char *name) {

@@ -3,6 +3,7 @@
 #include "core/memio/memio.h"
 #include "core/message.h"
 #include "core/timer.h"
+#include "core/xmain.h"
 #include "platform/linux/gcc/desktop/keyboard.h"
 #include "platform/linux/gcc/desktop/video/video.h"
 
@@ -17,13 +18,19 @@ progress_hook_fn callback = nullptr;
 constexpr int escape_key = 27;
 
 // Nothing to show on: no hook, and the video output is not a text console.
-bool silent() { return !callback && !video_is_text(); }
+bool silent() {
+    return !callback && !video_is_text();
+}
 
-void clear_line() { std::fprintf(stderr, "\r%79s", ""); }
+void clear_line() {
+    std::fprintf(stderr, "\r%79s", "");
+}
 
 } // namespace
 
-void progress_hook(progress_hook_fn function) { callback = function; }
+void progress_hook(progress_hook_fn function) {
+    callback = function;
+}
 
 progress *progress_init_internal(std::int32_t value, std::int32_t value2, const char *name,
                                  const char *info) {
@@ -79,7 +86,7 @@ void progress_deinit(progress *record) {
     bool hooked = callback != nullptr;
     if (!hooked) {
         double seconds = timer_elapse(record->start, timer_end());
-        int whole = static_cast<int>(seconds);
+        int whole = xmain_whole_seconds(seconds);
         clear_line();
         std::fprintf(stderr, "\r%s took h%02d:m%02d:s%02d (%4.02f seconds)\n", record->name,
                      whole / 3600, (whole % 3600) / 60, whole % 60, seconds);

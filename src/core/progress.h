@@ -7,13 +7,13 @@
 #include <cstdint>
 
 struct progress {
-    char *name;           // owned; "no name" when none was given
-    char *info;           // owned; "no info" when none was given
-    std::int32_t value;   // caller's value, carried unchanged
-    unsigned long start;  // timer_start() at creation
-    std::int32_t value2;  // second caller's value, carried unchanged
-    std::int32_t phase;   // starts at 0, advanced by progress_reset
-    double last_done;     // the last fraction reported, repeated by reset and deinit
+    char *name;          // owned; "no name" when none was given
+    char *info;          // owned; "no info" when none was given
+    std::int32_t value;  // caller's value, carried unchanged
+    unsigned long start; // timer_start() at creation
+    std::int32_t value2; // second caller's value, carried unchanged
+    std::int32_t phase;  // starts at 0, advanced by progress_reset
+    double last_done;    // the last fraction reported, repeated by reset and deinit
     double last_total;
 };
 

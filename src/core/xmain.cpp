@@ -1,10 +1,10 @@
 #include "core/xmain.h"
 
+#include "core/exithand.h"
 #include "core/integrity.h"
 #include "core/memio/gc.h"
 #include "core/memio/memio.h"
 #include "core/message.h"
-#include "core/exithand.h"
 #include "core/timer.h"
 #include "file/config.h"
 #include "platform/linux/gcc/desktop/system.h"
@@ -46,8 +46,16 @@ void show_banner() {
     std::fflush(stderr);
 }
 
+// Whole seconds for the clock part, truncated; a clock that ran backwards (the
+// process clock restarts in a forked child) must not overflow the conversion.
+int xmain_whole_seconds(double seconds) {
+    if (!(seconds >= 0.0))
+        return 0;
+    return seconds < 2147483647.0 ? static_cast<int>(seconds) : 2147483647;
+}
+
 void xmain_format_runtime(char *buffer, std::size_t size, double seconds) {
-    int whole = static_cast<int>(seconds);
+    int whole = xmain_whole_seconds(seconds);
     std::snprintf(buffer, size, "\n%s was active for %4.02f seconds (%02d:%02d:%02d)\n",
                   application_name, seconds, whole / 3600, (whole % 3600) / 60, whole % 60);
 }
@@ -75,6 +83,8 @@ void xabort_internal__(const char *message, const char *file, int line) {
     std::fputs("\r\nwarning : skipping exit handler execution", stderr);
     std::fputs("\r\nwarning : skipping config save", stderr);
     std::fprintf(stderr, "\r\n\r\ndropping to OS with hard coded exit code %d\r\n", 0);
+    std::fflush(stdout);
+    std::fflush(stderr);
     system_deinit();
     // Status 0 on purpose: the shutdown sequence is skipped, not failed.
     std::_Exit(0);

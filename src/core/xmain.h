@@ -12,7 +12,7 @@ int xmain(int argc, char **argv);
 
 // Identity of the application and the library, as printed.
 extern const char *const application_name; // "Lumivane"
-extern const float application_version;   // 2.05
+extern const float application_version;    // 2.05
 extern const char *const application_status;
 extern const char *const library_name; // "OrbaLIB"
 extern const float library_version;
@@ -35,3 +35,7 @@ void show_banner();
 // Writes the run-time line's text for `seconds` into `buffer`: the clock part
 // truncates the seconds, it never rounds.
 void xmain_format_runtime(char *buffer, std::size_t size, double seconds);
+
+// Seconds truncated toward zero to a whole number for clock displays, clamped
+// to the range of int.
+int xmain_whole_seconds(double seconds);

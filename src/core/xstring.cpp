@@ -15,13 +15,17 @@
 static constexpr const char *source_file = "./src/core/xstring.c";
 static constexpr const char *source_ident = "string";
 
-int xstring_compare(const char *a, const char *b) { return std::strcmp(a, b) == 0; }
+int xstring_compare(const char *a, const char *b) {
+    return std::strcmp(a, b) == 0;
+}
 
 int xstringn_compare(const char *a, const char *b, std::size_t n) {
     return std::strncmp(a, b, n) == 0;
 }
 
-static int lower(char c) { return std::tolower(static_cast<unsigned char>(c)); }
+static int lower(char c) {
+    return std::tolower(static_cast<unsigned char>(c));
+}
 
 int xstringi_compare(const char *a, const char *b) {
     return xstringni_compare(a, b, SIZE_MAX);
@@ -194,7 +198,9 @@ template <class T> T unsigned_result(const char *text, int *ok, T high) {
 
 } // namespace
 
-int xatoi(const char *text, int *ok) { return signed_result<int>(text, ok, INT_MIN, INT_MAX); }
+int xatoi(const char *text, int *ok) {
+    return signed_result<int>(text, ok, INT_MIN, INT_MAX);
+}
 long xatol(const char *text, int *ok) {
     return signed_result<long>(text, ok, LONG_MIN, LONG_MAX);
 }

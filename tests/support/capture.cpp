@@ -37,8 +37,8 @@ void capture_verbose(const char *file, int line, const char *ident, const char *
     va_end(args);
 }
 
-int capture_question(const char *file, int line, const char *ident,
-                     const question_option *options, const char *format, ...) {
+int capture_question(const char *file, int line, const char *ident, const question_option *options,
+                     const char *format, ...) {
     std::va_list args;
     va_start(args, format);
     active->questions.push_back(record(file, line, ident, format, args));
@@ -70,8 +70,7 @@ message_capture::~message_capture() {
     active = saved_active;
 }
 
-bool message_capture::contains(const std::vector<captured_message> &list,
-                               const std::string &part) {
+bool message_capture::contains(const std::vector<captured_message> &list, const std::string &part) {
     for (const auto &message : list)
         if (message.text.find(part) != std::string::npos)
             return true;

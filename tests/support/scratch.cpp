@@ -62,4 +62,6 @@ void write_file(const std::string &path, const std::string &contents) {
     out << contents;
 }
 
-bool file_exists(const std::string &path) { return fs::exists(path); }
+bool file_exists(const std::string &path) {
+    return fs::exists(path);
+}

@@ -17,4 +17,6 @@ void gc_add_internal__(void *block, const char *file, int line) {
         xerror(file, line, source_ident, "block %p is not from the memory services", block);
 }
 
-void gc_rundown() { memio_collect(); }
+void gc_rundown() {
+    memio_collect();
+}

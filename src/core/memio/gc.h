@@ -6,4 +6,3 @@
 void gc_add_internal__(void *block, const char *file, int line);
 #define gc_add(block) gc_add_internal__((block), __FILE__, __LINE__)
 void gc_rundown();
-

@@ -35,7 +35,9 @@ std::size_t blocks_held = 0;
 std::size_t bytes_held = 0;
 std::size_t alignment = system_alignment;
 
-double megabytes(std::size_t size) { return static_cast<double>(size) / (1024.0 * 1024.0); }
+double megabytes(std::size_t size) {
+    return static_cast<double>(size) / (1024.0 * 1024.0);
+}
 
 void out_of_memory(const char *call, std::size_t size) {
     XERROR("out of memory - %s() (%lu bytes, %4.02f MB) failed", call,
@@ -187,7 +189,9 @@ std::size_t memio_set_alignment(std::size_t wanted) {
     return previous;
 }
 
-std::size_t memio_get_alignment() { return alignment; }
+std::size_t memio_get_alignment() {
+    return alignment;
+}
 
 void memio_lock(void *block) {
     if (block_header *header = checked_header(block, "lock", source_file, __LINE__))
@@ -199,8 +203,12 @@ void memio_unlock(void *block) {
         header->locked = false;
 }
 
-std::size_t memio_blocks_held() { return blocks_held; }
-std::size_t memio_bytes_held() { return bytes_held; }
+std::size_t memio_blocks_held() {
+    return blocks_held;
+}
+std::size_t memio_bytes_held() {
+    return bytes_held;
+}
 
 int memio_mark_for_collection(void *block) {
     block_header *header = header_of(block);

@@ -21,8 +21,8 @@ const char *cpu = "intel";
 namespace {
 
 // In this order; SIGKILL cannot be caught and its request fails silently.
-constexpr int caught_signals[] = {SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGTERM, SIGINT, SIGKILL,
-                                  SIGQUIT};
+constexpr int caught_signals[] = {SIGABRT, SIGFPE, SIGILL,  SIGSEGV,
+                                  SIGTERM, SIGINT, SIGKILL, SIGQUIT};
 
 char hostname_buffer[8192];
 char compiler_buffer[64];
@@ -65,14 +65,18 @@ int system_mkdir_recurse(const char *) {
     return 0;
 }
 
-int system_faccess(const char *path) { return access(path, F_OK) == 0; }
+int system_faccess(const char *path) {
+    return access(path, F_OK) == 0;
+}
 
 int system_linear_text() {
     XERROR("not supported");
     return 0;
 }
 
-int system_getpid() { return static_cast<int>(getpid()); }
+int system_getpid() {
+    return static_cast<int>(getpid());
+}
 
 const char *system_username() {
     const passwd *entry = getpwuid(geteuid());
@@ -112,5 +116,7 @@ int system_veraux(const char *file, int line, const char *message) {
 
 void sys_mouse_init() {}
 void sys_mouse_deinit() {}
-int sys_mouse_button_check() { return 0; }
+int sys_mouse_button_check() {
+    return 0;
+}
 void sys_mouse_move(int, int) {}

@@ -1,0 +1,243 @@
+#include "core/message.h"
+#include "support/capture.h"
+#include "support/scratch.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr const char *source_file = "./tests/core/message_test.c";
+constexpr const char *source_ident = "test.message";
+
+int yes_no_default_yes = 1;
+int marked = 1;
+const question_option yes_no[] = {
+    {"yes", nullptr, 'y'}, {"no", nullptr, 'n'}, {nullptr, nullptr, 0}};
+const question_option default_no[] = {
+    {"yes", nullptr, 'y'}, {"no", &yes_no_default_yes, 'n'}, {nullptr, nullptr, 0}};
+const question_option two_defaults[] = {
+    {"yes", &marked, 'y'}, {"no", &marked, 'n'}, {nullptr, nullptr, 0}};
+
+// Runs the statement with the standard input read from a file holding `keys`.
+void with_keys(const char *keys) {
+    write_file("keys.txt", keys);
+    if (!std::freopen("keys.txt", "r", stdin))
+        std::_Exit(99);
+}
+
+} // namespace
+
+// The log files are deleted on a channel's first use in a run, so these run in
+// a fresh process of their own ("threadsafe" death tests re-run the program).
+TEST(LogTargetDeathTest, DeletesOnFirstUseThenAppendsLines) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            write_file("warning.logfile", "left over from an earlier run\n");
+            warning_log("src.c", 12, "ident", "first %d", 1);
+            warning_log("src.c", 13, nullptr, "second %s", "two");
+            bool same = read_file("warning.logfile") ==
+                        "Lumivane/handler.warning/ident [src.c(12)]: first 1\n"
+                        "Lumivane/handler.warning/<annonymous> [src.c(13)]: second two\n";
+            std::_Exit(same ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(LogTargetDeathTest, QuestionsLogTheirAnswer) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            int first = question_log("q.c", 5, "ident", yes_no, "overwrite '%s' ?", "a.tga");
+            int chosen = question_log("q.c", 6, "ident", default_no, "again ?");
+            bool same = read_file("question.logfile") ==
+                        "Lumivane/handler.question/ident [q.c(5)]: overwrite 'a.tga' ? returning "
+                        "'y' (0x79)\n"
+                        "Lumivane/handler.question/ident [q.c(6)]: again ? returning 'n' (0x6e)\n";
+            std::_Exit(same && first == 'y' && chosen == 'n' ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(ErrorChannelDeathTest, ConsolePrintsTheLineThenAborts) {
+    EXPECT_EXIT(
+        XERROR("bad thing %d", 7), testing::ExitedWithCode(0),
+        "Lumivane/handler.error/test.message \\[./tests/core/message_test.c\\([0-9]+\\)\\]: "
+        "bad thing 7\n.*was aborted.*message : bad thing 7");
+}
+
+TEST(ErrorChannelDeathTest, LogTargetWritesTheFileThenAborts) {
+    scratch_directory scratch;
+    EXPECT_EXIT(
+        {
+            xerror_override("log");
+            XERROR("logged %s", "error");
+        },
+        testing::ExitedWithCode(0), "message : logged error");
+    EXPECT_NE(read_file("error.logfile").find("]: logged error\n"), std::string::npos)
+        << "the child shares this program's scratch folder";
+}
+
+TEST(ErrorChannelDeathTest, NilStillEndsTheProgramWithoutTheMessage) {
+    EXPECT_EXIT(
+        {
+            xerror_override("nil");
+            XERROR("secret %d", 1);
+            std::_Exit(5); // never reached
+        },
+        testing::ExitedWithCode(0), "no additional message provided");
+    EXPECT_EXIT(
+        {
+            if (!std::freopen("nil.txt", "w", stderr))
+                std::_Exit(9);
+            xerror_override("nil");
+            XERROR("secret %d", 1);
+        },
+        testing::ExitedWithCode(0), "");
+    std::string shown = read_file("nil.txt");
+    EXPECT_NE(shown.find("was aborted"), std::string::npos);
+    EXPECT_EQ(shown.find("secret"), std::string::npos);
+}
+
+TEST(ErrorChannelDeathTest, UnwritableLogAbortsAtOnce) {
+    scratch_directory scratch;
+    EXPECT_EXIT(
+        {
+            mkdir("error.logfile", 0777);
+            write_file("error.logfile/keep", "x");
+            xerror_override("log");
+            XERROR("cannot be logged");
+        },
+        testing::ExitedWithCode(0), "message : NULL != \\(stream = fopen\\(logfile, \"a\"\\)\\)");
+}
+
+TEST(ErrorChannelDeathTest, MissingFormatAbortsImmediately) {
+    EXPECT_EXIT(xerror("f.c", 1, "id", nullptr), testing::ExitedWithCode(0),
+                "message : xassert\\(format\\) failed");
+}
+
+TEST(ErrorChannelDeathTest, AuxTargetAbortsAfterTheSystemLog) {
+    EXPECT_EXIT(
+        {
+            xerror_override("aux");
+            XERROR("to the system log");
+        },
+        testing::ExitedWithCode(0), "message : to the system log");
+}
+
+TEST(Overrides, UnknownTargetNameIsAnError) {
+    message_capture capture;
+    EXPECT_EQ(error_of([] { xwarning_override("tty"); }), "unknown key given 'tty' for override");
+    EXPECT_EQ(error_of([] { xverbose_override("tty"); }), "unknown key given 'tty' for override");
+    EXPECT_EQ(error_of([] { xquestion_override("aux"); }), "unknown key given 'aux' for override")
+        << "questions have no system-log target";
+}
+
+TEST(Overrides, NamesSelectTargets) {
+    xmessage_fn saved = xwarning;
+    xwarning_override("con");
+    EXPECT_EQ(xwarning, warning_con);
+    xwarning_override("con+key");
+    EXPECT_EQ(xwarning, warning_cok);
+    xwarning_override("nil");
+    EXPECT_EQ(xwarning, warning_nil);
+    xwarning = saved;
+    xquestion_fn saved_question = xquestion;
+    xquestion_override("con+key");
+    EXPECT_EQ(xquestion, question_con) << "questions have one console target";
+    xquestion = saved_question;
+}
+
+TEST(ConsoleTargets, WarningLineOnStandardError) {
+    testing::internal::CaptureStderr();
+    warning_con("w.c", 3, "ident", "watch %s", "out");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Lumivane/handler.warning/ident [w.c(3)]: watch out\n");
+    testing::internal::CaptureStderr();
+    verbose_nil("v.c", 3, "ident", "dropped");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(ConsoleTargets, MissingArgumentsAreErrors) {
+    message_capture capture;
+    EXPECT_EQ(error_of([] { warning_con("w.c", 1, "id", nullptr); }), "xassert(format) failed");
+    EXPECT_EQ(error_of([] { verbose_nil(nullptr, 1, "id", "x"); }), "xassert(file) failed");
+    EXPECT_EQ(error_of([] { question_nil("q.c", 1, "id", nullptr, "x"); }),
+              "xassert(question) failed");
+}
+
+TEST(ConsoleKeyDeathTest, EscapeAbortsAnyOtherKeyContinues) {
+    EXPECT_EXIT(
+        {
+            with_keys("\x1b");
+            warning_cok("w.c", 1, "id", "press a key");
+            std::_Exit(3);
+        },
+        testing::ExitedWithCode(0), "press a key\n.*was aborted");
+    EXPECT_EXIT(
+        {
+            with_keys("x");
+            warning_cok("w.c", 1, "id", "press a key");
+            std::_Exit(3);
+        },
+        testing::ExitedWithCode(3), "press a key\n");
+}
+
+TEST(Questions, TwoDefaultsAreAnError) {
+    message_capture capture;
+    EXPECT_EQ(error_of([] { question_nil("q.c", 1, "id", two_defaults, "which?"); }),
+              "mulitple option selected");
+    EXPECT_EQ(error_of([] { question_log("q.c", 1, "id", two_defaults, "which?"); }),
+              "mulitple option selected");
+}
+
+TEST(Questions, NilAnswersTheDefaultOrTheFirst) {
+    EXPECT_EQ(question_nil("q.c", 1, "id", yes_no, "?"), 'y');
+    EXPECT_EQ(question_nil("q.c", 1, "id", default_no, "?"), 'n');
+}
+
+TEST(Questions, ConsoleShowsOptionsAndTakesTheDefault) {
+    testing::internal::CaptureStderr();
+    int answer = question_con("q.c", 9, "id", default_no, "overwrite '%s' ?", "x");
+    std::string shown = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(answer, 'n');
+    EXPECT_EQ(shown, "Lumivane/handler.question/id [q.c(9)]: overwrite 'x' ?\n"
+                     "\t(y) yes\n\t(n) no\n\treturning 'n' (0x6e)\n");
+}
+
+TEST(Questions, ConsoleCountdownEndsWithTheFirstAnswer) {
+    int saved = xquestion_get_timeout();
+    xquestion_set_timeout(2);
+    testing::internal::CaptureStderr();
+    int answer = question_con("q.c", 9, "id", yes_no, "go ?");
+    std::string shown = testing::internal::GetCapturedStderr();
+    xquestion_set_timeout(saved);
+    EXPECT_EQ(answer, 'y');
+    EXPECT_NE(shown.find("\r\t[timeout in 2   seconds]\r\t[timeout in 1   seconds]"),
+              std::string::npos)
+        << shown;
+}
+
+TEST(QuestionsDeathTest, ConsoleWithoutTimeoutReadsKeys) {
+    EXPECT_EXIT(
+        {
+            with_keys("x\nn\n");
+            std::_Exit(question_con("q.c", 1, "id", yes_no, "go ?") == 'n' ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "unknown option '0x78'");
+    EXPECT_EXIT(
+        {
+            with_keys("\x1b");
+            question_con("q.c", 1, "id", yes_no, "go ?");
+        },
+        testing::ExitedWithCode(0), "user aborted while in question loop");
+    EXPECT_EXIT(
+        {
+            with_keys("");
+            std::_Exit(question_con("q.c", 1, "id", yes_no, "go ?") == 'y' ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}

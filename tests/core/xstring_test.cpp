@@ -1,0 +1,166 @@
+#include "core/memio/memio.h"
+#include "core/path.h"
+#include "core/xstring.h"
+#include "support/capture.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+
+TEST(WildcardMatch, EitherTextMayBeThePattern) {
+    EXPECT_TRUE(xstring_match("in*", "in24"));
+    EXPECT_TRUE(xstring_match("in24", "in*"));
+    EXPECT_TRUE(xstring_match("a?c", "abc"));
+    EXPECT_TRUE(xstring_match("", ""));
+    EXPECT_FALSE(xstring_match("abc", "abd"));
+    EXPECT_FALSE(xstring_match("", "a"));
+}
+
+TEST(WildcardMatch, StarRetriesLaterPositions) {
+    // The first "b" after the star is not the one that completes the match.
+    EXPECT_TRUE(pattern_match("abxbc", "a*bc"));
+    EXPECT_TRUE(pattern_match("app.time.logging", "*.time.logging"));
+    EXPECT_TRUE(pattern_match("aXbXc", "a*b*c"));
+    EXPECT_TRUE(pattern_match("abc", "***"));
+    EXPECT_TRUE(pattern_match("", "*"));
+    EXPECT_FALSE(pattern_match("abxbd", "a*bc"));
+    EXPECT_FALSE(pattern_match("ab", "a*?c"));
+    EXPECT_TRUE(pattern_match("abc", "a*?"));
+    EXPECT_FALSE(pattern_match("a", "a?"));
+}
+
+TEST(WildcardMatch, CaseSensitiveAndOneWayInPatternMatch) {
+    EXPECT_FALSE(pattern_match("ABC", "abc"));
+    EXPECT_FALSE(pattern_match("in*", "in24"));
+    EXPECT_TRUE(pattern_match("in24", "in*"));
+}
+
+TEST(WildcardMatch, ManyStarsStayFast) {
+    // Exponential backtracking would take minutes on this pair.
+    std::string text(5000, 'a');
+    std::string pattern;
+    for (int i = 0; i < 40; ++i)
+        pattern += "*a";
+    pattern += "*b";
+    EXPECT_FALSE(pattern_match(text.c_str(), pattern.c_str()));
+}
+
+TEST(Compare, ExactAndCaseInsensitiveForms) {
+    EXPECT_EQ(xstring_compare("abc", "abc"), 1);
+    EXPECT_EQ(xstring_compare("abc", "abd"), 0);
+    EXPECT_EQ(xstringn_compare("abcdef", "abcxyz", 3), 1);
+    EXPECT_EQ(xstringn_compare("abcdef", "abcxyz", 4), 0);
+    EXPECT_EQ(xstringi_compare("Saferio", "SAFERIO"), 1);
+    EXPECT_EQ(xstringi_compare("safer", "saferio"), 0);
+    EXPECT_EQ(xstringni_compare("SAFERio", "saferXX", 5), 1);
+}
+
+TEST(Numbers, EveryForm) {
+    int ok = -1;
+    EXPECT_EQ(xatoi("1Fh", &ok), 31);
+    EXPECT_EQ(ok, 1);
+    EXPECT_EQ(xatoi("0x1F", &ok), 31);
+    EXPECT_EQ(ok, 1);
+    EXPECT_EQ(xatoi("0X1f", &ok), 31);
+    EXPECT_EQ(xatoi("'A'", &ok), 65);
+    EXPECT_EQ(ok, 1);
+    EXPECT_EQ(xatoi("-12", &ok), -12);
+    EXPECT_EQ(xatoi("+12", &ok), 12);
+    EXPECT_EQ(xatoi("-0x10", &ok), -16);
+    EXPECT_EQ(ok, 1);
+    EXPECT_EQ(xatoi(" 640", &ok), 640);
+    EXPECT_EQ(ok, 1);
+}
+
+TEST(Numbers, FailuresClearOk) {
+    const char *bad[] = {"12z", "", "-", "0x", "0xfg", "1G h", "'AB'", "12 ", "h", "1.5"};
+    for (const char *text : bad) {
+        int ok = 1;
+        xatoi(text, &ok);
+        EXPECT_EQ(ok, 0) << text;
+    }
+    int ok = 1;
+    EXPECT_EQ(xatoi("12z", &ok), 12) << "the digits before the bad character still count";
+    EXPECT_EQ(xatoi("12", nullptr), 12) << "ok may be null";
+}
+
+TEST(Numbers, RangesOfEachWidth) {
+    int ok = 1;
+    EXPECT_EQ(xatoi("2147483647", &ok), 2147483647);
+    EXPECT_EQ(ok, 1);
+    EXPECT_EQ(xatoi("-2147483648", &ok), -2147483647 - 1);
+    EXPECT_EQ(ok, 1);
+    xatoi("2147483648", &ok);
+    EXPECT_EQ(ok, 0);
+    EXPECT_EQ(xatoui("4294967295", &ok), 4294967295u);
+    EXPECT_EQ(ok, 1);
+    EXPECT_EQ(xatoui("-1", &ok), 4294967295u);
+    xatoui("4294967296", &ok);
+    EXPECT_EQ(ok, 0);
+    EXPECT_EQ(xatoul("0xFFFFFFFFFF", &ok), 0xFFFFFFFFFFul);
+    EXPECT_EQ(ok, 1);
+    EXPECT_EQ(xatol("-9000000000", &ok), -9000000000l);
+    xatoul("99999999999999999999999", &ok);
+    EXPECT_EQ(ok, 0);
+}
+
+TEST(Numbers, FloatingPoint) {
+    int ok = 0;
+    EXPECT_EQ(xatold("1.5", &ok), 1.5L);
+    EXPECT_EQ(ok, 1);
+    EXPECT_EQ(xatold("-2e3", &ok), -2000.0L);
+    EXPECT_EQ(xatold("0.1 ", &ok), 0.1L);
+    EXPECT_EQ(ok, 1);
+    xatold("1.5x", &ok);
+    EXPECT_EQ(ok, 0);
+    xatold("", &ok);
+    EXPECT_EQ(ok, 0);
+}
+
+TEST(Booleans, TextsAndFailures) {
+    EXPECT_EQ(xstring_getbool("true"), 1);
+    EXPECT_EQ(xstring_getbool("false"), 0);
+    EXPECT_STREQ(xstring_putbool(1), "true");
+    EXPECT_STREQ(xstring_putbool(0), "false");
+    message_capture capture;
+    EXPECT_EQ(error_of([] { xstring_getbool("TRUE"); }), "invalid boolean string 'TRUE'");
+    EXPECT_EQ(error_of([] { xstring_putbool(2); }), "xassert(val == false) failed");
+}
+
+TEST(Substitution, ReplacesFirstOccurrenceWithinLimit) {
+    char buffer[32] = "$path.tmp$/a/$path.tmp$";
+    EXPECT_EQ(xstring_sub(buffer, "$path.tmp$", "/tmp", sizeof buffer), 0);
+    EXPECT_STREQ(buffer, "/tmp/a/$path.tmp$");
+    EXPECT_EQ(xstring_sub(buffer, "$path.tmp$", "/var/tmp", sizeof buffer), 7);
+    EXPECT_STREQ(buffer, "/tmp/a//var/tmp");
+    EXPECT_EQ(xstring_sub(buffer, "$none$", "x", sizeof buffer), -1);
+    EXPECT_EQ(xstring_sub(buffer, "a", "a-value-far-too-long-to-fit", sizeof buffer), -2);
+    EXPECT_STREQ(buffer, "/tmp/a//var/tmp") << "a failed substitution leaves the buffer alone";
+}
+
+TEST(CaseAndCopies, InPlaceConversionAndOwnedCopies) {
+    char text[] = "MiXeD 12";
+    EXPECT_STREQ(xstrlwr(text), "mixed 12");
+    EXPECT_STREQ(xstrupr(text), "MIXED 12");
+    char *formatted = xprintf("%s-%04d", "shot", 7);
+    EXPECT_STREQ(formatted, "shot-0007");
+    xfree(formatted);
+    const char *names[] = {"stdio", "nullio", "saferio"};
+    xstring_sort(names, 3);
+    EXPECT_STREQ(names[0], "nullio");
+    EXPECT_STREQ(names[2], "stdio");
+    const char haystack[] = {'a', 0, 'b', 'c'};
+    EXPECT_EQ(xmemfind(haystack, 4, "bc", 2), haystack + 2);
+}
+
+TEST(Paths, BasenameSuffixAndHostForm) {
+    EXPECT_STREQ(path_get_basename("a/b/c.tga"), "c.tga");
+    EXPECT_STREQ(path_get_basename("c.tga"), "c.tga");
+    EXPECT_STREQ(path_get_basename("dir/"), "");
+    EXPECT_STREQ(path_get_basename("a\\b.bmp"), "b.bmp");
+    EXPECT_STREQ(path_last_suffix("a.b/shot.0001.tga"), "tga");
+    EXPECT_STREQ(path_last_suffix("a.b/shot"), "");
+    EXPECT_STREQ(path_last_suffix(".profile"), "");
+    char windows[] = "data\\fonts\\x.fnt";
+    EXPECT_STREQ(path_unix(windows), "data/fonts/x.fnt");
+}
