@@ -71,13 +71,6 @@ TEST(AllocationDeathTest, FailureIsFatalWithTheSize) {
         testing::ExitedWithCode(0), "out of memory - realloc\\(\\)");
 }
 
-TEST(Allocation, FreeingTwiceIsReported) {
-    message_capture capture;
-    void *block = xmalloc(32);
-    xfree(block);
-    EXPECT_NE(error_of([&] { xfree(block); }).find("already freed"), std::string::npos);
-}
-
 TEST(LeakReport, NamesEveryBlockStillHeld) {
     message_capture capture;
     void *forgotten = xmalloc(77);
