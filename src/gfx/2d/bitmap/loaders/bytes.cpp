@@ -1,0 +1,295 @@
+#include "gfx/2d/bitmap/loaders/bytes.h"
+
+#include "core/progress.h"
+#include "file/streamio/streamio.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+// Large enough that a picture moves in few driver calls, small enough to keep
+// a reader cheap for the 18-byte headers that most calls are about.
+constexpr std::size_t block_size = 64 * 1024;
+
+} // namespace
+
+void stream_closer::operator()(streamio_stream *stream) const {
+    // Runs while an error unwinds: a second report from the close must not
+    // escape a destructor.
+    try {
+        xfclose(stream);
+    } catch (...) {
+    }
+}
+
+// ---------------------------------------------------------------------------
+// byte_reader
+
+byte_reader::byte_reader(streamio_stream *stream) : stream_(stream) {
+    long start = xftell(stream);
+    if (start < 0 || xfseek(stream, 0, SEEK_END) != 0)
+        return;
+    long end = xftell(stream);
+    if (xfseek(stream, start, SEEK_SET) != 0 || end < start)
+        return;
+    position_ = static_cast<std::uint64_t>(start);
+    size_ = static_cast<std::uint64_t>(end);
+    sized_ = true;
+}
+
+std::uint64_t byte_reader::remaining() const {
+    if (!sized_)
+        return std::numeric_limits<std::uint64_t>::max();
+    return size_ > position_ ? size_ - position_ : 0;
+}
+
+bool byte_reader::fill() {
+    if (head_ < tail_)
+        return true;
+    if (at_end_)
+        return false;
+    std::size_t want = block_size;
+    if (sized_)
+        want = static_cast<std::size_t>(std::min<std::uint64_t>(want, remaining()));
+    if (want == 0)
+        return false;
+    buffer_.resize(block_size);
+    head_ = 0;
+    tail_ = xfread(buffer_.data(), 1, want, stream_);
+    if (tail_ == 0) {
+        at_end_ = true;
+        return false;
+    }
+    return true;
+}
+
+int byte_reader::peek() {
+    if (!fill())
+        return -1;
+    return buffer_[head_];
+}
+
+int byte_reader::getc() {
+    if (!fill())
+        return -1;
+    ++position_;
+    return buffer_[head_++];
+}
+
+std::uint8_t byte_reader::u8() {
+    int value = getc();
+    if (value < 0) {
+        ok_ = false;
+        return 0;
+    }
+    return static_cast<std::uint8_t>(value);
+}
+
+std::uint16_t byte_reader::le16() {
+    std::uint8_t field[2];
+    return read(field, sizeof field) ? get_le16(field) : 0;
+}
+
+std::uint32_t byte_reader::le32() {
+    std::uint8_t field[4];
+    return read(field, sizeof field) ? get_le32(field) : 0;
+}
+
+std::uint16_t byte_reader::be16() {
+    std::uint8_t field[2];
+    return read(field, sizeof field) ? get_be16(field) : 0;
+}
+
+std::uint32_t byte_reader::be32() {
+    std::uint8_t field[4];
+    return read(field, sizeof field) ? get_be32(field) : 0;
+}
+
+bool byte_reader::read(void *data, std::size_t count) {
+    auto *out = static_cast<std::uint8_t *>(data);
+    if (!has(count)) {
+        ok_ = false;
+        std::memset(out, 0, count);
+        return false;
+    }
+    std::size_t done = 0;
+    while (done < count) {
+        if (!fill()) {
+            std::memset(out + done, 0, count - done);
+            ok_ = false;
+            return false;
+        }
+        std::size_t step = std::min(count - done, tail_ - head_);
+        std::memcpy(out + done, buffer_.data() + head_, step);
+        head_ += step;
+        position_ += step;
+        done += step;
+    }
+    return true;
+}
+
+bool byte_reader::seek(std::uint64_t offset) {
+    if (sized_ && offset > size_) {
+        ok_ = false;
+        return false;
+    }
+    // Within what the buffer holds: no need to ask the stream.
+    std::uint64_t buffer_start = position_ - head_;
+    if (offset >= buffer_start && offset <= buffer_start + tail_) {
+        head_ = static_cast<std::size_t>(offset - buffer_start);
+        position_ = offset;
+        return true;
+    }
+    if (offset > static_cast<std::uint64_t>(LONG_MAX) ||
+        xfseek(stream_, static_cast<long>(offset), SEEK_SET) != 0) {
+        ok_ = false;
+        return false;
+    }
+    head_ = tail_ = 0;
+    at_end_ = false;
+    position_ = offset;
+    return true;
+}
+
+bool byte_reader::skip(std::uint64_t count) {
+    if (!has(count)) {
+        ok_ = false;
+        return false;
+    }
+    if (sized_)
+        return seek(position_ + count);
+    // A stream that cannot seek is read past.
+    while (count > 0) {
+        if (getc() < 0) {
+            ok_ = false;
+            return false;
+        }
+        --count;
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------------
+// byte_writer
+
+byte_writer::byte_writer(streamio_stream *stream) : stream_(stream) {
+    buffer_.reserve(block_size);
+}
+
+// Bytes a driver did not finish() belong to a write that is being abandoned.
+byte_writer::~byte_writer() = default;
+
+void byte_writer::flush() {
+    if (buffer_.empty())
+        return;
+    if (ok_ && xfwrite(buffer_.data(), 1, buffer_.size(), stream_) != buffer_.size())
+        ok_ = false;
+    buffer_.clear();
+}
+
+void byte_writer::write(const void *data, std::size_t count) {
+    const auto *in = static_cast<const std::uint8_t *>(data);
+    while (count > 0) {
+        std::size_t step = std::min(count, block_size - buffer_.size());
+        buffer_.insert(buffer_.end(), in, in + step);
+        in += step;
+        count -= step;
+        if (buffer_.size() >= block_size)
+            flush();
+    }
+}
+
+void byte_writer::fill(std::uint8_t value, std::size_t count) {
+    while (count > 0) {
+        std::size_t step = std::min(count, block_size - buffer_.size());
+        buffer_.insert(buffer_.end(), step, value);
+        count -= step;
+        if (buffer_.size() >= block_size)
+            flush();
+    }
+}
+
+void byte_writer::u8(std::uint32_t value) {
+    buffer_.push_back(static_cast<std::uint8_t>(value));
+    if (buffer_.size() >= block_size)
+        flush();
+}
+
+void byte_writer::le16(std::uint32_t value) {
+    std::uint8_t field[2];
+    put_le16(field, value);
+    write(field, sizeof field);
+}
+
+void byte_writer::le32(std::uint32_t value) {
+    std::uint8_t field[4];
+    put_le32(field, value);
+    write(field, sizeof field);
+}
+
+void byte_writer::be16(std::uint32_t value) {
+    std::uint8_t field[2];
+    put_be16(field, value);
+    write(field, sizeof field);
+}
+
+void byte_writer::be32(std::uint32_t value) {
+    std::uint8_t field[4];
+    put_be32(field, value);
+    write(field, sizeof field);
+}
+
+void byte_writer::text(const char *format, ...) {
+    va_list args;
+    va_start(args, format);
+    va_list copy;
+    va_copy(copy, args);
+    int length = std::vsnprintf(nullptr, 0, format, copy);
+    va_end(copy);
+    if (length > 0) {
+        std::vector<char> line(static_cast<std::size_t>(length) + 1);
+        std::vsnprintf(line.data(), line.size(), format, args);
+        write(line.data(), static_cast<std::size_t>(length));
+    }
+    va_end(args);
+}
+
+bool byte_writer::finish() {
+    flush();
+    return ok_;
+}
+
+// ---------------------------------------------------------------------------
+// progress_guard
+
+progress_guard::progress_guard(const char *name, const char *info)
+    : record_(progress_init_internal(0, 0, name, info)) {}
+
+progress_guard::~progress_guard() {
+    // Ending the indicator may report (a user's Escape); while an error
+    // unwinds that report has nowhere to go.
+    try {
+        finish();
+    } catch (...) {
+    }
+}
+
+void progress_guard::add(double done, double total) {
+    progress_add(record_, done, total);
+}
+
+void progress_guard::reset() {
+    progress_reset(record_);
+}
+
+void progress_guard::finish() {
+    progress *record = record_;
+    record_ = nullptr;
+    if (record)
+        progress_deinit(record);
+}

@@ -1,0 +1,160 @@
+// Byte fields for the image-file drivers.
+//
+// File formats are parsed field by field from bytes, never by reading a
+// struct into memory: the get_/put_ helpers decode and encode little- and
+// big-endian 16- and 32-bit values at a byte address, and the reader and
+// writer below move fields through a stream of the stream layer.
+//
+// - byte_reader measures the bytes left in the file when it is made (a stream
+//   that cannot seek counts as unbounded) and checks every read against that
+//   count first.  A read that would run past the end reads nothing, yields
+//   zeros and sets a sticky failure flag, so a driver may parse a whole header
+//   and test `ok()` once.  `has(n)` lets a driver refuse a header whose data
+//   the file cannot hold before anything is allocated.  Once a reader is made,
+//   read the stream only through it (it buffers).
+// - byte_writer collects bytes and writes them in blocks; a short write sets a
+//   sticky failure flag.  `finish()` writes what is left and tells whether
+//   every byte reached the stream.  Write the stream only through it.
+// - stream_ptr owns an open stream and closes it with xfclose when it goes out
+//   of scope, so that a reported error unwinding through a driver does not
+//   leave the file in the stream layer's open table.  On the normal path a
+//   driver releases it and closes the stream itself, to report a failed close.
+// - progress_guard ends a progress indicator on every way out; call finish()
+//   on the normal path so that whatever ending the indicator reports reaches
+//   the caller.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+struct streamio_stream;
+struct progress;
+
+inline std::uint16_t get_le16(const std::uint8_t *p) {
+    return static_cast<std::uint16_t>(p[0] | (p[1] << 8));
+}
+inline std::uint32_t get_le32(const std::uint8_t *p) {
+    return std::uint32_t{p[0]} | (std::uint32_t{p[1]} << 8) | (std::uint32_t{p[2]} << 16) |
+           (std::uint32_t{p[3]} << 24);
+}
+inline std::uint16_t get_be16(const std::uint8_t *p) {
+    return static_cast<std::uint16_t>((p[0] << 8) | p[1]);
+}
+inline std::uint32_t get_be32(const std::uint8_t *p) {
+    return (std::uint32_t{p[0]} << 24) | (std::uint32_t{p[1]} << 16) | (std::uint32_t{p[2]} << 8) |
+           std::uint32_t{p[3]};
+}
+inline void put_le16(std::uint8_t *p, std::uint32_t v) {
+    p[0] = static_cast<std::uint8_t>(v);
+    p[1] = static_cast<std::uint8_t>(v >> 8);
+}
+inline void put_le32(std::uint8_t *p, std::uint32_t v) {
+    p[0] = static_cast<std::uint8_t>(v);
+    p[1] = static_cast<std::uint8_t>(v >> 8);
+    p[2] = static_cast<std::uint8_t>(v >> 16);
+    p[3] = static_cast<std::uint8_t>(v >> 24);
+}
+inline void put_be16(std::uint8_t *p, std::uint32_t v) {
+    p[0] = static_cast<std::uint8_t>(v >> 8);
+    p[1] = static_cast<std::uint8_t>(v);
+}
+inline void put_be32(std::uint8_t *p, std::uint32_t v) {
+    p[0] = static_cast<std::uint8_t>(v >> 24);
+    p[1] = static_cast<std::uint8_t>(v >> 16);
+    p[2] = static_cast<std::uint8_t>(v >> 8);
+    p[3] = static_cast<std::uint8_t>(v);
+}
+
+struct stream_closer {
+    void operator()(streamio_stream *stream) const;
+};
+using stream_ptr = std::unique_ptr<streamio_stream, stream_closer>;
+
+class byte_reader {
+  public:
+    explicit byte_reader(streamio_stream *stream);
+    byte_reader(const byte_reader &) = delete;
+    byte_reader &operator=(const byte_reader &) = delete;
+
+    // False once any read ran short (sticky).
+    bool ok() const { return ok_; }
+    // Bytes left from the read position; UINT64_MAX for a stream of unknown size.
+    std::uint64_t remaining() const;
+    // True when at least `count` more bytes can be read.
+    bool has(std::uint64_t count) const { return count <= remaining(); }
+    // Offset of the next byte from the start of the file.
+    std::uint64_t position() const { return position_; }
+    // True when the file size is known (the stream could seek).
+    bool sized() const { return sized_; }
+
+    std::uint8_t u8();
+    std::uint16_t le16();
+    std::uint32_t le32();
+    std::uint16_t be16();
+    std::uint32_t be32();
+    // All `count` bytes or none: a short file fails without reading.
+    bool read(void *data, std::size_t count);
+    // Moves forward; fails (without moving) past the end.
+    bool skip(std::uint64_t count);
+    // Moves to an offset from the start of the file (within the file).
+    bool seek(std::uint64_t offset);
+    // Text scanning: the next byte or -1 at the end (the end is no failure).
+    int getc();
+    int peek();
+
+  private:
+    bool fill();
+    streamio_stream *stream_;
+    std::vector<std::uint8_t> buffer_;
+    std::size_t head_ = 0, tail_ = 0; // unread bytes are buffer_[head_, tail_)
+    std::uint64_t position_ = 0;      // file offset of buffer_[head_]
+    std::uint64_t size_ = 0;          // file size when sized_
+    bool sized_ = false;
+    bool at_end_ = false; // an unsized stream returned nothing more
+    bool ok_ = true;
+};
+
+class byte_writer {
+  public:
+    explicit byte_writer(streamio_stream *stream);
+    byte_writer(const byte_writer &) = delete;
+    byte_writer &operator=(const byte_writer &) = delete;
+    // Writes what is still buffered (its result is then lost: call finish()).
+    ~byte_writer();
+
+    // False once a write ran short (sticky).
+    bool ok() const { return ok_; }
+    void u8(std::uint32_t value);
+    void le16(std::uint32_t value);
+    void le32(std::uint32_t value);
+    void be16(std::uint32_t value);
+    void be32(std::uint32_t value);
+    void write(const void *data, std::size_t count);
+    void fill(std::uint8_t value, std::size_t count);
+    // printf-style text, for the text formats.
+    void text(const char *format, ...) __attribute__((format(printf, 2, 3)));
+    // Writes the buffered bytes; true when every byte so far was written.
+    bool finish();
+
+  private:
+    void flush();
+    streamio_stream *stream_;
+    std::vector<std::uint8_t> buffer_;
+    bool ok_ = true;
+};
+
+class progress_guard {
+  public:
+    progress_guard(const char *name, const char *info);
+    progress_guard(const progress_guard &) = delete;
+    progress_guard &operator=(const progress_guard &) = delete;
+    ~progress_guard();
+    void add(double done, double total);
+    void reset();
+    void finish();
+
+  private:
+    progress *record_;
+};
