@@ -1,0 +1,54 @@
+// "ftpio": a placeholder for a network source.  Its access check reports that
+// no socket could be opened and declines; it never opens anything.
+#include "file/streamio/drivers.h"
+
+#include "core/message.h"
+
+static constexpr const char *source_file = "./src/file/streamio/ftpio.c";
+static constexpr const char *source_ident = "streamio::ftp";
+
+namespace {
+
+// Reported as a warning: offering a file to a driver that cannot serve it is
+// not a reason to end the program.
+int access(const char *name, const char *) {
+    XWARNING("failed to open socket for file tranfser protocol (ftp) '%s'", name);
+    return 0;
+}
+
+void *open(const char *, const char *, streamio_stream *) {
+    return nullptr;
+}
+
+} // namespace
+
+streamio_driver ftpio_driver = {
+    .next = nullptr,
+    .hash = 0,
+    .name = "ftpio",
+    .version = "1.0 alpha",
+    .source_file = source_file,
+    .comment = "ftp socket driver",
+    .modes = "rwa",
+    .buffering = 0,
+    .init = nullptr,
+    .faccess = access,
+    .freturn = nullptr,
+    .fopen = open,
+    .fclose = nullptr,
+    .feof = nullptr,
+    .ferror = nullptr,
+    .fflush = nullptr,
+    .fseek = nullptr,
+    .ftell = nullptr,
+    .rewind = nullptr,
+    .fgets = nullptr,
+    .fputs = nullptr,
+    .fread = nullptr,
+    .fwrite = nullptr,
+    .fgetc = nullptr,
+    .fputc = nullptr,
+    .ungetc = nullptr,
+    .vfscanf = nullptr,
+    .vfprintf = nullptr,
+};
