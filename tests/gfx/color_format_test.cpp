@@ -1,0 +1,229 @@
+// Colour masks: the table, packing and unpacking, whole-bitmap re-lays, dumps
+// and grey values.
+#include "gfx/2d/bitmap/bitmap.h"
+#include "gfx/2d/bitmap/color.h"
+#include "gfx/2d/bitmap/pixel.h"
+#include "support/capture.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+namespace {
+
+struct kill_bitmap {
+    void operator()(bitmap *image) const { bitmap_kill(image); }
+};
+using owned = std::unique_ptr<bitmap, kill_bitmap>;
+
+struct rgba {
+    int r = -1, g = -1, b = -1, a = -1;
+};
+
+rgba unpack(const colormask *mask, std::uint32_t pixel, int bpp) {
+    rgba c;
+    color_unpack(mask, pixel, &c.r, &c.g, &c.b, &c.a, bpp);
+    return c;
+}
+
+} // namespace
+
+TEST(ColorMaskTable, EightMasksInSearchOrder) {
+    const char *names[] = {"rgb555", "rgb565", "rgb24",  "bgr24",
+                           "argb32", "abgr32", "rgba32", "bgra32"};
+    for (std::size_t i = 0; i < COLOR_MASK_COUNT; ++i)
+        EXPECT_STREQ(color_mask_table[i].name, names[i]);
+    const colormask &m = color_mask_table[1];
+    EXPECT_EQ(m.g.mask, 0x3Fu);
+    EXPECT_EQ(m.r.pos, 11u);
+    EXPECT_EQ(m.g.adjust, 2u);
+    const colormask &bgra = color_mask_table[7];
+    EXPECT_EQ(bgra.b.pos, 24u);
+    EXPECT_EQ(bgra.a.pos, 0u);
+}
+
+TEST(ColorMaskTable, GetmaskMatchesWildcardsAndCopies) {
+    colormask copy{};
+    const colormask *found = color_getmask("abgr32", &copy);
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found, &color_mask_table[5]);
+    EXPECT_STREQ(copy.name, "abgr32");
+    EXPECT_EQ(copy.a.pos, 24u);
+    // A pattern takes the first of the table that matches.
+    EXPECT_EQ(color_getmask("*32", nullptr), &color_mask_table[4]);
+    EXPECT_EQ(color_getmask("rgb5?5", nullptr), &color_mask_table[0]);
+    EXPECT_EQ(color_getmask("yuv422", nullptr), nullptr);
+    EXPECT_EQ(color_getmask(nullptr, nullptr), nullptr);
+}
+
+TEST(ColorMaskTable, NativeMasks) {
+    EXPECT_STREQ(color_native_mask(15)->name, "rgb555");
+    EXPECT_STREQ(color_native_mask(16)->name, "rgb565");
+    EXPECT_STREQ(color_native_mask(24)->name, "bgr24");
+    EXPECT_STREQ(color_native_mask(32)->name, "abgr32");
+    EXPECT_EQ(color_native_mask(8), nullptr);
+    // Until the display says otherwise the application's mask changes nothing.
+    EXPECT_STREQ(color_mask.name, "bgr24");
+}
+
+TEST(ColorPack, NativeValues) {
+    EXPECT_EQ(color_pack(nullptr, 255, 255, 255, 0, 16), 0xFFFFu);
+    EXPECT_EQ(color_pack(nullptr, 255, 255, 255, 0, 15), 0x7FFFu);
+    EXPECT_EQ(color_pack(nullptr, 255, 255, 255, 128, 15), 0xFFFFu);
+    EXPECT_EQ(color_pack(nullptr, 255, 255, 255, 127, 15), 0x7FFFu);
+    EXPECT_EQ(color_pack(nullptr, 1, 2, 3, 0, 24), 0x030201u);
+    EXPECT_EQ(color_pack(nullptr, 1, 2, 3, 4, 32), 0x04030201u);
+    EXPECT_EQ(color_pack(nullptr, 248, 0, 0, 0, 16), 0xF800u);
+    EXPECT_EQ(color_pack(nullptr, 0, 252, 0, 0, 16), 0x07E0u);
+    EXPECT_EQ(color_pack(nullptr, 0, 0, 248, 0, 15), 0x001Fu);
+    // Alpha has no place in 24 bpp or 16 bpp.
+    EXPECT_EQ(color_pack(nullptr, 0, 0, 0, 255, 24), 0u);
+    EXPECT_EQ(color_pack(nullptr, 0, 0, 0, 255, 16), 0u);
+}
+
+TEST(ColorPack, NamedMasks) {
+    EXPECT_EQ(color_pack(color_getmask("rgb24", nullptr), 1, 2, 3, 0, 24), 0x010203u);
+    EXPECT_EQ(color_pack(color_getmask("argb32", nullptr), 1, 2, 3, 4, 32), 0x04010203u);
+    EXPECT_EQ(color_pack(color_getmask("rgba32", nullptr), 1, 2, 3, 4, 32), 0x01020304u);
+    EXPECT_EQ(color_pack(color_getmask("bgra32", nullptr), 1, 2, 3, 4, 32), 0x03020104u);
+}
+
+TEST(ColorUnpack, LowBitsAreNotReplicated) {
+    rgba c = unpack(nullptr, 0xFFFF, 16);
+    EXPECT_EQ(c.r, 248);
+    EXPECT_EQ(c.g, 252);
+    EXPECT_EQ(c.b, 248);
+    EXPECT_EQ(c.a, 0);
+    c = unpack(nullptr, 0xFFFF, 15);
+    EXPECT_EQ(c.r, 248);
+    EXPECT_EQ(c.a, 128);
+    c = unpack(nullptr, 0x04030201, 32);
+    EXPECT_EQ(c.r, 1);
+    EXPECT_EQ(c.g, 2);
+    EXPECT_EQ(c.b, 3);
+    EXPECT_EQ(c.a, 4);
+    c = unpack(color_getmask("rgb24", nullptr), 0x010203, 24);
+    EXPECT_EQ(c.r, 1);
+    EXPECT_EQ(c.b, 3);
+}
+
+TEST(ColorUnpack, NullPlacesAreSkipped) {
+    int g = -1;
+    color_unpack(nullptr, 0x00FF00, nullptr, &g, nullptr, nullptr, 24);
+    EXPECT_EQ(g, 255);
+}
+
+TEST(ColorPack, RoundTripOfRepresentableValues) {
+    // Multiples of 8 survive five-bit channels unchanged.
+    for (int bpp : {15, 16, 24, 32}) {
+        for (int v = 0; v < 256; v += 8) {
+            int r = v, g = 248 - v, b = (v * 3) % 256;
+            rgba c = unpack(nullptr, color_pack(nullptr, r, g, b, 0, bpp), bpp);
+            EXPECT_EQ(c.r, r) << bpp;
+            EXPECT_EQ(c.g, g) << bpp;
+            EXPECT_EQ(c.b, b) << bpp;
+        }
+    }
+}
+
+TEST(ColorPack, DepthsWithoutPackedLayoutAreAssertions) {
+    message_capture capture;
+    for (int bpp : {8, 0, 17, 31}) {
+        EXPECT_EQ(error_of([&] { color_pack(nullptr, 1, 2, 3, 0, bpp); }), "xassert(0) failed");
+        EXPECT_EQ(error_of([&] { unpack(nullptr, 0, bpp); }), "xassert(0) failed");
+    }
+    EXPECT_EQ(capture.errors.front().ident, "bitmap::color");
+}
+
+TEST(ColorBitmapMask, RelaysEveryPixelInPlace) {
+    owned image(bitmap_alloc2(3, 2, 24));
+    bitmap_putpixel(image.get(), 0, 0, color_pack(nullptr, 10, 20, 30, 0, 24));
+    bitmap_putpixel(image.get(), 2, 1, color_pack(nullptr, 40, 50, 60, 0, 24));
+    color_bitmap_mask(nullptr, color_getmask("rgb24", nullptr), image.get());
+    // rgb24 keeps blue in the low byte: in memory blue, green, red.
+    EXPECT_EQ(image->bits[0], 30);
+    EXPECT_EQ(image->bits[1], 20);
+    EXPECT_EQ(image->bits[2], 10);
+    EXPECT_EQ(image->bits[15], 60);
+    EXPECT_EQ(image->bits[17], 40);
+    // And back.
+    color_bitmap_mask(color_getmask("rgb24", nullptr), nullptr, image.get());
+    EXPECT_EQ(get_pixel(image.get(), 2, 1, 24), color_pack(nullptr, 40, 50, 60, 0, 24));
+}
+
+TEST(ColorBitmapMask, ThirtyTwoBitsKeepAlphaAndSixteenBitsRepack) {
+    owned image(bitmap_alloc2(2, 1, 32));
+    bitmap_putpixel(image.get(), 1, 0, color_pack(nullptr, 1, 2, 3, 4, 32));
+    color_bitmap_mask(nullptr, color_getmask("argb32", nullptr), image.get());
+    EXPECT_EQ(image->bits[4], 3);
+    EXPECT_EQ(image->bits[5], 2);
+    EXPECT_EQ(image->bits[6], 1);
+    EXPECT_EQ(image->bits[7], 4);
+
+    colormask bgr565 = color_mask_table[1];
+    bgr565.name = nullptr;
+    bgr565.r.pos = 0;
+    bgr565.b.pos = 11;
+    owned hi(bitmap_alloc2(1, 1, 16));
+    bitmap_putpixel(hi.get(), 0, 0, 0xF800); // native full red
+    color_bitmap_mask(nullptr, &bgr565, hi.get());
+    EXPECT_EQ(hi->bits[0], 0x1F);
+    EXPECT_EQ(hi->bits[1], 0x00);
+}
+
+TEST(ColorBitmapMask, PalettePicturesAreLeftAlone) {
+    owned image(bitmap_alloc2(2, 2, 8));
+    bitmap_clear(image.get(), 0x42);
+    color_bitmap_mask(nullptr, color_getmask("rgb24", nullptr), image.get());
+    EXPECT_EQ(image->bits[3], 0x42);
+}
+
+TEST(ColorDumpMask, ExactLinesWithoutRedPosition) {
+    testing::internal::CaptureStdout();
+    color_dump_mask(color_getmask("rgb565", nullptr));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "mask.name = rgb565\n"
+                                                      "mask.r.adjust = 3   (0x03)\n"
+                                                      "mask.g.adjust = 2   (0x02)\n"
+                                                      "mask.b.adjust = 3   (0x03)\n"
+                                                      "mask.a.adjust = 0   (0x00)\n"
+                                                      "mask.r.mask   = 31  (0x1f)\n"
+                                                      "mask.g.mask   = 63  (0x3f)\n"
+                                                      "mask.b.mask   = 31  (0x1f)\n"
+                                                      "mask.a.mask   = 0   (0x00)\n"
+                                                      "mask.g.pos    = 5   (0x05)\n"
+                                                      "mask.b.pos    = 0   (0x00)\n"
+                                                      "mask.a.pos    = 0   (0x00)\n");
+    colormask own = color_mask_table[5];
+    own.name = nullptr;
+    testing::internal::CaptureStdout();
+    color_dump_mask(&own);
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out.rfind("mask.name = unknown\n", 0), 0u);
+    EXPECT_NE(out.find("mask.r.mask   = 255 (0xff)\n"), std::string::npos);
+    EXPECT_NE(out.find("mask.a.pos    = 24  (0x18)\n"), std::string::npos);
+}
+
+TEST(ColorGreyval, WeightedAndTruncated) {
+    owned b24(bitmap_alloc2(1, 1, 24));
+    // 0.3 * 100 + 0.59 * 50 + 0.11 * 9 = 60.49
+    EXPECT_EQ(color_greyval(b24.get(), color_pack(nullptr, 100, 50, 9, 0, 24)), 60);
+    EXPECT_EQ(color_greyval(b24.get(), 0xFFFFFF), 255);
+    owned b16(bitmap_alloc2(1, 1, 16));
+    // (248, 252, 248): 74.4 + 148.68 + 27.28 = 250.36
+    EXPECT_EQ(color_greyval(b16.get(), 0xFFFF), 250);
+    owned b8(bitmap_alloc2(1, 1, 8));
+    b8->cmap = colormap_alloc(4);
+    b8->cmap->entry[3] = {0, 0, 210}; // 23.1
+    EXPECT_EQ(color_greyval(b8.get(), 3), 23);
+    owned b32(bitmap_alloc2(1, 1, 32));
+    EXPECT_EQ(color_greyval(b32.get(), 0xFF0000FF), 76); // red only: 76.5
+}
+
+TEST(ColorGreyval, UnknownDepthIsAnAssertion) {
+    message_capture capture;
+    bitmap record;
+    bitmap_validate(&record);
+    record.bpp = 4;
+    EXPECT_EQ(error_of([&] { color_greyval(&record, 1); }), "xassert(0) failed");
+}
