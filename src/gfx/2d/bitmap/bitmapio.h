@@ -34,6 +34,10 @@ bitmapio_driver *bitmapio_find_driver(const char *name, const char *filename);
 bitmapio_driver *bitmapio_find_mode(const char *mode);
 // Prints the registry and each driver's modes to the standard output.
 void bitmapio_list_drivers();
+// Empties the registry and re-arms the first-call resolution pass of
+// recognition.  Records keep no state but their link, so a test may build the
+// registry it needs and later rebuild another from the same records.
+void bitmapio_reset_registry();
 
 const char *bitmap_filetype(const char *filename);
 bitmap *bitmap_fileload(const char *filename);
