@@ -15,8 +15,8 @@ int config_active();
 // The stored value text (owned by the configuration), or null when inactive,
 // not found or "null".  With a destination the text is also scanned into it
 // as typed value `type` of `size` bytes; a "null" value leaves it untouched.
-const char *config_get(const char *header, const char *key, std::uint32_t type,
-                       std::uint32_t size, void *destination);
+const char *config_get(const char *header, const char *key, std::uint32_t type, std::uint32_t size,
+                       void *destination);
 // Replaces the value of an existing key (null stores "null"); 1 on success.
 int config_put(const char *header, const char *key, const char *value);
 // A new text with every alias expanded; the caller frees it with xfree.

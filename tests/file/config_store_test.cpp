@@ -1,0 +1,352 @@
+// The configuration store: finding and loading the file, lookups with
+// wildcards both ways, the "null" value, writes, aliases and the warnings of
+// an inactive store.
+#include "core/dtype.h"
+#include "core/memio/memio.h"
+#include "file/config.h"
+#include "file/config_test_setup.h"
+#include "support/capture.h"
+#include "support/scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace {
+
+std::string owned(char *text) {
+    std::unique_ptr<char, void (*)(char *)> guard(text, [](char *p) { xfree(p); });
+    return text ? text : "<null>";
+}
+
+// Sets an environment variable for the lifetime of the guard.
+class environment_guard {
+  public:
+    environment_guard(const char *name, const char *value) : name_(name) {
+        if (const char *old = std::getenv(name))
+            old_ = old, had_ = true;
+        setenv(name, value, 1);
+    }
+    ~environment_guard() {
+        if (had_)
+            setenv(name_, old_.c_str(), 1);
+        else
+            unsetenv(name_);
+    }
+
+  private:
+    const char *name_;
+    std::string old_;
+    bool had_ = false;
+};
+
+const char *const sample = R"(<configuration file for sample.ini, 4 header(s)>
+
+# a comment line
+[*.time.logging] (2 entries)
+last.loadtime = null
+last.savetime = null
+
+[app.paths] (4 entries)
+$path.root$  = /opt/lumivane
+$path.data$  = $path.root$/data   # aliases may use aliases
+$path.none$  = null
+plain        = "two words"
+
+[app.numbers] (3 entries)
+count  = 42
+star   = *
+nstar  = n*
+
+[app.*] (1 entry)
+count = 7
+<eof>
+)";
+
+class ConfigStore : public testing::Test {
+  protected:
+    scratch_directory scratch;
+    config_session session;
+
+    // Loads `text` from a file of that name in the scratch folder.
+    int load(const char *text, const char *name = "sample.ini") {
+        write_file(name, text);
+        message_capture quiet;
+        return config_load(name);
+    }
+};
+
+TEST_F(ConfigStore, MissingFileLeavesTheStoreInactiveWithoutMessageOfItsOwn) {
+    message_capture capture;
+    EXPECT_EQ(config_load("nowhere"), 0);
+    EXPECT_EQ(config_active(), 0);
+    // The stream layer's own probes ask for aliases; the store says nothing else.
+    for (const auto &warning : capture.warnings) {
+        if (warning.ident == "config") {
+            EXPECT_EQ(warning.text.rfind("trying to get alias", 0), 0u) << warning.text;
+        }
+    }
+    EXPECT_TRUE(capture.errors.empty());
+}
+
+TEST_F(ConfigStore, FileIsFoundByNameWithSuffixAndThroughTheEnvironment) {
+    write_file("sample.ini", sample);
+    {
+        message_capture quiet;
+        EXPECT_EQ(config_load("sample"), 1) << "name with \".ini\" appended";
+    }
+    session.discard();
+    std::filesystem::create_directory("folder");
+    write_file("folder/other", sample);
+    {
+        environment_guard variable("Lumivane_ini", "folder");
+        message_capture quiet;
+        EXPECT_EQ(config_load("other"), 1) << "Lumivane_ini names the folder";
+    }
+    session.discard();
+    {
+        environment_guard variable("Lumivane_ini", "folder/other");
+        message_capture quiet;
+        EXPECT_EQ(config_load("nothing-by-this-name"), 1) << "Lumivane_ini names the file";
+    }
+}
+
+TEST_F(ConfigStore, LoadStoresTheLoadTime) {
+    ASSERT_EQ(load(sample), 1);
+    EXPECT_EQ(config_active(), 1);
+    const char *loaded = config_get("*.time.logging", "last.loadtime", 0, 0, nullptr);
+    ASSERT_NE(loaded, nullptr);
+    EXPECT_EQ(std::strlen(loaded), 25u) << "the ctime text, newline included: " << loaded;
+}
+
+TEST_F(ConfigStore, HeaderPatternsMatchBothWaysAndTheFirstHeaderWins) {
+    ASSERT_EQ(load(sample), 1);
+    EXPECT_STREQ(config_get("app.numbers", "count", 0, 0, nullptr), "42");
+    EXPECT_STREQ(config_get("*.numbers", "count", 0, 0, nullptr), "42");
+    EXPECT_STREQ(config_get("app.*", "count", 0, 0, nullptr), "42") << "first in file order";
+    EXPECT_STREQ(config_get("app.other", "count", 0, 0, nullptr), "7") << "file's own pattern";
+    EXPECT_STREQ(config_get(nullptr, "count", 0, 0, nullptr), "42");
+    EXPECT_EQ(config_get("my.time.logging", "last.save*", 0, 0, nullptr), nullptr);
+    EXPECT_EQ(config_get("nothing", "count", 0, 0, nullptr), nullptr);
+    EXPECT_EQ(config_get(nullptr, "nothing", 0, 0, nullptr), nullptr);
+}
+
+TEST_F(ConfigStore, KeyPatternsMatchBothWays) {
+    ASSERT_EQ(load(sample), 1);
+    EXPECT_STREQ(config_get("app.paths", "pla?n", 0, 0, nullptr), "two words");
+    EXPECT_STREQ(config_get("app.paths", "$path.r*", 0, 0, nullptr), "/opt/lumivane");
+}
+
+TEST_F(ConfigStore, ValueIsScannedIntoTheDestination) {
+    ASSERT_EQ(load(sample), 1);
+    int count = 0;
+    EXPECT_STREQ(config_get("app.numbers", "count", DTYPE_INT, 4, &count), "42");
+    EXPECT_EQ(count, 42);
+}
+
+TEST_F(ConfigStore, NullAndPatternsMatchingNullAreNoValue) {
+    message_capture capture;
+    write_file("sample.ini", sample);
+    ASSERT_EQ(config_load("sample.ini"), 1);
+    EXPECT_TRUE(capture.warned(
+        "entry 'star' (in header 'app.numbers') is assigned no value, using default"));
+    EXPECT_TRUE(capture.warned(
+        "entry 'nstar' (in header 'app.numbers') is assigned no value, using default"));
+    EXPECT_TRUE(capture.warned(
+        "entry '$path.none$' (in header 'app.paths') is assigned no value, using default"));
+    for (const char *key : {"star", "nstar"}) {
+        int untouched = 1234;
+        EXPECT_EQ(config_get("app.numbers", key, DTYPE_INT, 4, &untouched), nullptr) << key;
+        EXPECT_EQ(untouched, 1234) << key;
+    }
+}
+
+TEST_F(ConfigStore, PutReplacesExistingValuesOnly) {
+    ASSERT_EQ(load(sample), 1);
+    EXPECT_EQ(config_put("app.numbers", "count", "43"), 1);
+    EXPECT_STREQ(config_get("app.numbers", "count", 0, 0, nullptr), "43");
+    EXPECT_EQ(config_put("app.numbers", "count", nullptr), 1);
+    EXPECT_EQ(config_get("app.numbers", "count", 0, 0, nullptr), nullptr);
+
+    message_capture capture;
+    EXPECT_EQ(config_put("app.numbers", "missing", "1"), 0);
+    EXPECT_EQ(config_put(nullptr, "missing", "1"), 0);
+    ASSERT_EQ(capture.warnings.size(), 2u);
+    EXPECT_EQ(capture.warnings[0].text, "trying to put key 'missing' (header = 'app.numbers') to "
+                                        "configuration while key does not exist");
+    EXPECT_EQ(capture.warnings[1].text, "trying to put key 'missing' (header = 'none') to "
+                                        "configuration while key does not exist");
+    EXPECT_EQ(capture.warnings[0].ident, "config");
+    EXPECT_EQ(config_get(nullptr, "missing", 0, 0, nullptr), nullptr);
+}
+
+TEST_F(ConfigStore, AliasesExpandRepeatedly) {
+    ASSERT_EQ(load(sample), 1);
+    EXPECT_EQ(owned(config_alias("$path.data$/x.tga")), "/opt/lumivane/data/x.tga");
+    EXPECT_EQ(owned(config_alias("$path.root$ and $path.root$")),
+              "/opt/lumivane and /opt/lumivane");
+    EXPECT_EQ(owned(config_alias("$path.none$/plain")), "$path.none$/plain")
+        << "an alias without value stays as written";
+    EXPECT_EQ(owned(config_alias("no aliases")), "no aliases");
+}
+
+TEST_F(ConfigStore, DirectSelfReferenceIsRejectedAtLoad) {
+    write_file("self.ini", "<configuration file for self.ini, 1 header(s)>\n"
+                           "[h] (1 entry)\n$a$ = $a$\n<eof>\n");
+    message_capture capture;
+    EXPECT_EQ(error_of([] { config_load("self.ini"); }),
+              "key '$a$' contains recursive alias value");
+    EXPECT_EQ(config_active(), 0);
+}
+
+TEST_F(ConfigStore, IndirectCycleEndsWithTheSubstitutionError) {
+    ASSERT_EQ(load("<configuration file for cycle.ini, 1 header(s)>\n"
+                   "[h] (2 entries)\n$a$ = $b$\n$b$ = $a$\n<eof>\n"),
+              1);
+    message_capture capture;
+    std::string error = error_of([] { owned(config_alias("$a$/file")); });
+    EXPECT_EQ(error.rfind("alias string substitution '$", 0), 0u) << error;
+    EXPECT_NE(error.find("' failed for $"), std::string::npos) << error;
+}
+
+TEST_F(ConfigStore, GrowingAliasEndsWithTheSubstitutionError) {
+    ASSERT_EQ(load("<configuration file for grow.ini, 1 header(s)>\n"
+                   "[h] (1 entry)\n$a$ = xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx$a$\n"
+                   "<eof>\n"),
+              1);
+    message_capture capture;
+    std::string error = error_of([] { owned(config_alias("$a$")); });
+    EXPECT_EQ(error.rfind("alias string substitution '$a$' failed for x", 0), 0u) << error;
+}
+
+TEST_F(ConfigStore, AliasBufferOverflowIsTheSubstitutionError) {
+    std::string big(4000, 'b');
+    ASSERT_EQ(load(("<configuration file for big.ini, 1 header(s)>\n[h] (1 entry)\n$big$ = " + big +
+                    "\n<eof>\n")
+                       .c_str()),
+              1);
+    message_capture capture;
+    EXPECT_EQ(owned(config_alias("$big$")), big);
+    std::string error = error_of([] { owned(config_alias("$big$ $big$")); });
+    EXPECT_EQ(error, "alias string substitution '$big$' failed for " + big + " $big$");
+}
+
+TEST_F(ConfigStore, InactiveStoreWarnsAndAnswersNothing) {
+    message_capture capture;
+    int untouched = 5;
+    EXPECT_EQ(config_get("h", "key", DTYPE_INT, 4, &untouched), nullptr);
+    EXPECT_EQ(untouched, 5);
+    EXPECT_EQ(config_put("h", "key", "v"), 0);
+    EXPECT_EQ(config_put(nullptr, "key", "v"), 0);
+    EXPECT_EQ(owned(config_alias("$path.tmp$/x")), "$path.tmp$/x");
+    EXPECT_EQ(config_save("never.ini"), 0);
+    config_unload();
+    ASSERT_EQ(capture.warnings.size(), 6u);
+    EXPECT_EQ(capture.warnings[0].text,
+              "trying to get key 'key' from configuration while not active");
+    EXPECT_EQ(capture.warnings[1].text,
+              "trying to put key 'key' (header = 'h') to configuration while not active");
+    EXPECT_EQ(capture.warnings[2].text,
+              "trying to put key 'key' (header = 'none') to configuration while not active");
+    EXPECT_EQ(capture.warnings[3].text, "trying to get alias '$path.tmp$/x' from configuration "
+                                        "while not active, returning '$path.tmp$/x'");
+    EXPECT_EQ(capture.warnings[4].text, "trying to save configuration while not active");
+    EXPECT_EQ(capture.warnings[5].text, "trying to unload configuration while not active");
+    EXPECT_FALSE(file_exists("never.ini"));
+}
+
+TEST_F(ConfigStore, ZeroHeaderFileLoadsButKeepsNoName) {
+    ASSERT_EQ(load("<configuration file for empty.ini, 0 header(s)>\n<eof>\n", "empty.ini"), 1);
+    EXPECT_EQ(config_active(), 1);
+    message_capture capture;
+    EXPECT_NE(error_of([] { config_save(nullptr); }), "");
+    config_unload();
+    EXPECT_EQ(config_active(), 0);
+    EXPECT_EQ(read_file("empty.ini"), "<configuration file for empty.ini, 0 header(s)>\n<eof>\n")
+        << "nothing changed, so nothing is written back";
+}
+
+TEST_F(ConfigStore, CommentAfterDataIsSkipped) {
+    ASSERT_EQ(load("<configuration file for c.ini, 1 header(s)> # the file's own name\n"
+                   "[h] (1 entry) # one\n"
+                   "key = value # = not this\n"
+                   "<eof> # done\n"),
+              1);
+    EXPECT_STREQ(config_get("h", "key", 0, 0, nullptr), "value");
+}
+
+struct bad_file {
+    const char *name;
+    const char *text;
+    const char *error;
+};
+
+class ConfigBadFile : public ConfigStore, public testing::WithParamInterface<bad_file> {};
+
+TEST_P(ConfigBadFile, IsAnErrorAndLeavesTheStoreInactive) {
+    write_file("bad.ini", GetParam().text);
+    message_capture capture;
+    EXPECT_EQ(error_of([] { config_load("bad.ini"); }), GetParam().error);
+    EXPECT_EQ(config_active(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, ConfigBadFile,
+    testing::Values(
+        bad_file{"HeaderWord",
+                 "<configuration file for b, 1 header(s)>\n[h] (1 items)\nk = v\n<eof>\n",
+                 "entry error in 'items'"},
+        bad_file{"TextBeforeEnd",
+                 "<configuration file for b, 1 header(s)>\n[h] (1 entry)\nk = v\nextra = 1\n"
+                 "<eof>\n",
+                 "expecting '<' instead of 'extra' (file bad.ini, line 4)"},
+        bad_file{"FewerEntriesThanCounted",
+                 "<configuration file for b, 1 header(s)>\n[h] (3 entries)\nk = v\n<eof>\n",
+                 "expecting '=' instead of 'eof' (file bad.ini, line 4)"},
+        bad_file{"HugeCountInAShortFile",
+                 "<configuration file for b, 2147483647 header(s)>\n[h] (0 entries)\n",
+                 "unexpected end of file 'bad.ini' at line 2"},
+        bad_file{"NegativeHeaderCount", "<configuration file for b, -1 header(s)>\n<eof>\n",
+                 "invalid number of headers (-1) (file bad.ini, line 1)"},
+        bad_file{"NegativeEntryCount",
+                 "<configuration file for b, 1 header(s)>\n[h] (-2 entries)\n<eof>\n",
+                 "invalid number of entries (-2) in header 'h' (file bad.ini, line 2)"},
+        bad_file{"CountNotANumber", "<configuration file for b, x header(s)>\n<eof>\n",
+                 "'x' is not a valid signed integer (file bad.ini, line 1)"},
+        bad_file{"OpenQuote",
+                 "<configuration file for b, 1 header(s)>\n[h] (1 entry)\nk = \"v\n<eof>\n",
+                 "unexpected end of string in file(bad.ini) at line 3"},
+        bad_file{"NotAConfiguration", "hello\n",
+                 "expecting '<' instead of 'hello' (file bad.ini, line 1)"}),
+    [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(ConfigStore, NulByteInTheFileIsAnError) {
+    write_file("nul.ini", std::string("<configuration file for b, 1 header(s)>\n[h] (1 entry)\n"
+                                      "k = v") +
+                              '\0' + "w\n<eof>\n");
+    message_capture capture;
+    EXPECT_EQ(error_of([] { config_load("nul.ini"); }),
+              "unexpected NUL byte in file(nul.ini) at line 3");
+}
+
+TEST_F(ConfigStore, OverlongLineIsAnError) {
+    write_file("long.ini", "<configuration file for b, 1 header(s)>\n[h] (1 entry)\nk = " +
+                               std::string(5000, 'v') + "\n<eof>\n");
+    message_capture capture;
+    EXPECT_EQ(error_of([] { config_load("long.ini"); }),
+              "line too long in file(long.ini) at line 3, maximum is 4095 characters");
+}
+
+TEST_F(ConfigStore, FailedReloadKeepsTheLoadedConfiguration) {
+    ASSERT_EQ(load(sample), 1);
+    write_file("bad.ini", "<configuration file for b, 1 header(s)>\n[h] (1 items)\n<eof>\n");
+    message_capture capture;
+    EXPECT_NE(error_of([] { config_load("bad.ini"); }), "");
+    EXPECT_STREQ(config_get("app.numbers", "count", 0, 0, nullptr), "42");
+}
+
+} // namespace

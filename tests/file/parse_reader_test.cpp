@@ -1,0 +1,257 @@
+// The token reader and writer: tokens, directives, comments and the messages
+// for bad input, each naming the file and the line.
+#include "file/config_test_setup.h"
+#include "file/parse.h"
+#include "support/capture.h"
+#include "support/scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+// A file written into the test's scratch folder and bound to the reader.
+class bound_file {
+  public:
+    bound_file(const std::string &contents, const char *mode = "r",
+               const char *name = "tokens.txt") {
+        config_test_register_streams();
+        if (mode[0] == 'r')
+            write_file(name, contents);
+        stream_ = internal_xfopen(__FILE__, __LINE__, name, mode);
+        parse_init(stream_);
+    }
+    ~bound_file() {
+        parse_deinit();
+        xfclose(stream_);
+    }
+    bound_file(const bound_file &) = delete;
+    bound_file &operator=(const bound_file &) = delete;
+
+  private:
+    streamio_stream *stream_;
+};
+
+class ParseReader : public testing::Test {
+  protected:
+    scratch_directory scratch;
+    message_capture capture;
+};
+
+TEST_F(ParseReader, SingleCharacterTokensStandAloneAndRunsStopAtThem) {
+    bound_file file("<a,b>[c]{d}(e)=f\n");
+    char a[PARSE_BUFFER_SIZE], b[PARSE_BUFFER_SIZE], c[PARSE_BUFFER_SIZE], d[PARSE_BUFFER_SIZE],
+        e[PARSE_BUFFER_SIZE], f[PARSE_BUFFER_SIZE];
+    ASSERT_EQ(parse_read("< %s , %s > [ %s ] { %s } ( %s ) = %s", a, b, c, d, e, f), 1);
+    EXPECT_STREQ(a, "a");
+    EXPECT_STREQ(b, "b");
+    EXPECT_STREQ(c, "c");
+    EXPECT_STREQ(d, "d");
+    EXPECT_STREQ(e, "e");
+    EXPECT_STREQ(f, "f");
+}
+
+TEST_F(ParseReader, FormatIsSplitByTheSameRules) {
+    bound_file file("<configuration file for x.ini, 3 header(s)>");
+    char name[PARSE_BUFFER_SIZE];
+    int count = 0;
+    ASSERT_EQ(parse_read("<configuration file for %s, %d header(s)>", name, &count), 1);
+    EXPECT_STREQ(name, "x.ini");
+    EXPECT_EQ(count, 3);
+}
+
+TEST_F(ParseReader, QuotedTokensKeepBlanksAndSpecialCharacters) {
+    bound_file file("\"a b = c # d\" \"\" next\n");
+    char quoted[PARSE_BUFFER_SIZE], empty[PARSE_BUFFER_SIZE], next[PARSE_BUFFER_SIZE];
+    ASSERT_EQ(parse_read("%s %s %s", quoted, empty, next), 1);
+    EXPECT_STREQ(quoted, "a b = c # d");
+    EXPECT_STREQ(empty, "") << "an empty quoted text is a token, not the end of the line";
+    EXPECT_STREQ(next, "next");
+}
+
+TEST_F(ParseReader, QuoteInsideAWordRestartsTheToken) {
+    bound_file file("abc\"d e\"f\n");
+    char first[PARSE_BUFFER_SIZE], second[PARSE_BUFFER_SIZE];
+    ASSERT_EQ(parse_read("%s %s", first, second), 1);
+    EXPECT_STREQ(first, "d e");
+    EXPECT_STREQ(second, "f");
+}
+
+TEST_F(ParseReader, CommentsBlankLinesCrLfAndByteOrderMarkAreSkipped) {
+    bound_file file("\xEF\xBB\xBF# heading\r\n\r\n\n   key = value # note = 5\r\n\t# more\nlast\n");
+    char key[PARSE_BUFFER_SIZE], value[PARSE_BUFFER_SIZE], last[PARSE_BUFFER_SIZE];
+    ASSERT_EQ(parse_read("%s = %s %s", key, value, last), 1);
+    EXPECT_STREQ(key, "key");
+    EXPECT_STREQ(value, "value");
+    EXPECT_STREQ(last, "last");
+    EXPECT_EQ(parse_line(), 6);
+}
+
+TEST_F(ParseReader, HighBytesAreOrdinaryCharacters) {
+    bound_file file("\xff\xfe\x80 = \xff\n");
+    char key[PARSE_BUFFER_SIZE], value[PARSE_BUFFER_SIZE];
+    ASSERT_EQ(parse_read("%s = %s", key, value), 1);
+    EXPECT_STREQ(key, "\xff\xfe\x80");
+    EXPECT_STREQ(value, "\xff");
+}
+
+TEST_F(ParseReader, NumberDirectivesConvert) {
+    bound_file file("-12 1Fh 4000000000 -5 0x10 99 2.5\n");
+    int d = 0, x = 0;
+    unsigned u = 0;
+    long ld = 0, lx = 0;
+    unsigned long lu = 0;
+    double lf = 0;
+    ASSERT_EQ(parse_read("%d %x %u %ld %lx %lu %lf", &d, &x, &u, &ld, &lx, &lu, &lf), 1);
+    EXPECT_EQ(d, -12);
+    EXPECT_EQ(x, 31);
+    EXPECT_EQ(u, 4000000000u);
+    EXPECT_EQ(ld, -5);
+    EXPECT_EQ(lx, 16);
+    EXPECT_EQ(lu, 99ul);
+    EXPECT_DOUBLE_EQ(lf, 2.5);
+}
+
+struct bad_number {
+    const char *directive;
+    const char *message;
+};
+
+class ParseReaderNumbers : public ParseReader, public testing::WithParamInterface<bad_number> {};
+
+TEST_P(ParseReaderNumbers, InvalidNumberNamesTokenFileAndLine) {
+    bound_file file("\n\n12a\n");
+    union {
+        int i;
+        unsigned u;
+        long l;
+        unsigned long ul;
+        double f;
+    } value;
+    std::string message = GetParam().message;
+    EXPECT_EQ(error_of([&] { parse_read(GetParam().directive, &value); }),
+              "'12a' is not a valid " + message + " (file tokens.txt, line 3)");
+}
+
+INSTANTIATE_TEST_SUITE_P(EachDirective, ParseReaderNumbers,
+                         testing::Values(bad_number{"%d", "signed integer"},
+                                         bad_number{"%x", "signed integer"},
+                                         bad_number{"%u", "unsigned integer"},
+                                         bad_number{"%ld", "signed long integer"},
+                                         bad_number{"%lx", "signed long integer"},
+                                         bad_number{"%lu", "unsigned long integer"},
+                                         bad_number{"%lf", "floating point value"}));
+
+TEST_F(ParseReader, UnknownDirectiveNamesFormatAndToken) {
+    bound_file file("word\n");
+    EXPECT_EQ(error_of([] { parse_read("%q"); }),
+              "failed to parse format token from (source='%q' target ='word')");
+}
+
+TEST_F(ParseReader, PercentPercentIsCompared) {
+    bound_file file("%% x\n");
+    char x[PARSE_BUFFER_SIZE];
+    EXPECT_EQ(parse_read("%% %s", x), 1);
+    EXPECT_STREQ(x, "x");
+}
+
+TEST_F(ParseReader, MismatchIsCaseSensitiveAndNamesBothTokens) {
+    bound_file file("\n<EOF>\n");
+    EXPECT_EQ(error_of([] { parse_read("<eof>"); }),
+              "expecting 'eof' instead of 'EOF' (file tokens.txt, line 2)");
+}
+
+TEST_F(ParseReader, EndOfFileIsAnError) {
+    bound_file file("one # two\n\n");
+    char one[PARSE_BUFFER_SIZE], two[PARSE_BUFFER_SIZE];
+    EXPECT_EQ(error_of([&] { parse_read("%s %s", one, two); }),
+              "unexpected end of file 'tokens.txt' at line 2");
+}
+
+TEST_F(ParseReader, EmptyFileIsAnEndOfFileError) {
+    bound_file file("");
+    EXPECT_EQ(error_of([] { parse_read("<eof>"); }),
+              "unexpected end of file 'tokens.txt' at line 0");
+}
+
+TEST_F(ParseReader, UnterminatedQuoteIsAnError) {
+    bound_file file("key = \"open\nclose\"\n");
+    char key[PARSE_BUFFER_SIZE], value[PARSE_BUFFER_SIZE];
+    EXPECT_EQ(error_of([&] { parse_read("%s = %s", key, value); }),
+              "unexpected end of string in file(tokens.txt) at line 1");
+}
+
+TEST_F(ParseReader, LongestLineIsReadWhole) {
+    std::string word(PARSE_LINE_MAX, 'w');
+    bound_file file(word + "\n");
+    char token[PARSE_BUFFER_SIZE];
+    ASSERT_EQ(parse_read("%s", token), 1);
+    EXPECT_EQ(std::string(token), word);
+}
+
+TEST_F(ParseReader, OverlongLineIsAnErrorNotATruncatedToken) {
+    std::string word(PARSE_LINE_MAX + 1, 'w');
+    bound_file file("first\n" + word + "\nafter\n");
+    char first[PARSE_BUFFER_SIZE], token[PARSE_BUFFER_SIZE];
+    EXPECT_EQ(error_of([&] { parse_read("%s %s", first, token); }),
+              "line too long in file(tokens.txt) at line 2, maximum is 4095 characters");
+}
+
+TEST_F(ParseReader, NulByteIsAnError) {
+    bound_file file(std::string("key = va\0lue\n", 13));
+    char key[PARSE_BUFFER_SIZE], value[PARSE_BUFFER_SIZE];
+    EXPECT_EQ(error_of([&] { parse_read("%s = %s", key, value); }),
+              "unexpected NUL byte in file(tokens.txt) at line 1");
+}
+
+TEST_F(ParseReader, DeepBracketsAreJustTokens) {
+    bound_file file(std::string(2000, '[') + std::string(2000, ']') + "\n");
+    EXPECT_EQ(error_of([] { parse_read("[ ]"); }),
+              "expecting ']' instead of '[' (file tokens.txt, line 1)");
+}
+
+TEST_F(ParseReader, UnboundReaderIsAnError) {
+    parse_deinit();
+    EXPECT_EQ(error_of([] { parse_read("x"); }), "xassert(parse.stream) failed");
+}
+
+TEST_F(ParseReader, CommentMarkers) {
+    EXPECT_STREQ(parse_comment_start(), "#");
+    EXPECT_STREQ(parse_comment_end(), "");
+}
+
+class ParseWriter : public ParseReader {};
+
+TEST_F(ParseWriter, LinesAndNewlines) {
+    {
+        bound_file file("", "w", "written.txt");
+        EXPECT_EQ(parse_write(2, "a %d", 1), 1);
+        EXPECT_EQ(parse_write(1, nullptr), 1);
+        EXPECT_EQ(parse_write(-3, "ignored"), 1);
+        EXPECT_EQ(parse_write(0, "b"), 1);
+        EXPECT_EQ(parse_line(), 6);
+    }
+    EXPECT_EQ(read_file("written.txt"), "a 1\n\n\n\n\n\nb");
+}
+
+TEST_F(ParseWriter, FirstLineFeedAndCarriageReturnAreRemoved) {
+    {
+        bound_file file("", "w", "written.txt");
+        parse_write(1, "%s", "Thu Jan  1 00:00:00 1970\n");
+        parse_write(1, "%s", "a\r\nb\r\nc");
+    }
+    EXPECT_EQ(read_file("written.txt"), "Thu Jan  1 00:00:00 1970\nab\r\nc\n");
+}
+
+TEST_F(ParseWriter, LineTooLongForTheReaderIsAnError) {
+    {
+        bound_file file("", "w", "written.txt");
+        std::string text(PARSE_BUFFER_SIZE, 'x');
+        EXPECT_EQ(error_of([&] { parse_write(1, "%s", text.c_str()); }),
+                  "line too long for file(written.txt) at line 1, maximum is 4095 characters");
+    }
+    EXPECT_EQ(read_file("written.txt"), "");
+}
+
+} // namespace
