@@ -1,0 +1,162 @@
+#include "xmath/xnoise.h"
+
+#include <cmath>
+#include <cstdint>
+
+namespace {
+
+// Over all gradient choices the unscaled noise peaks at 1.03635 (found by
+// maximising each corner's best contribution over the cell); this scale keeps
+// the result inside [-1, 1] with room for float rounding.
+constexpr float noise_scale = 0.9649f;
+constexpr int octave_limit = 32;
+// Where each component of the vector noise reads the lattice: far apart and
+// unrelated, so that the three components do not move together.
+constexpr int vector_offsets[3][3] = {{0, 0, 0}, {89, 157, 211}, {173, 41, 101}};
+
+struct lattice_table {
+    // A permutation of 0..255 written twice, so that chained lookups
+    // perm[perm[i] + j] never need wrapping.
+    std::uint8_t perm[512];
+    // The gradient of each hash value, one of the 12 cube-edge directions.
+    float gradient[256][3];
+};
+
+// The private generator behind the permutation (xorshift32): fixed seed, its
+// own state, so the program's random sequence is never touched.
+std::uint32_t next_private(std::uint32_t &state) {
+    state ^= state << 13;
+    state ^= state >> 17;
+    state ^= state << 5;
+    return state;
+}
+
+lattice_table build_noise_table() {
+    static constexpr float directions[12][3] = {
+        {1, 1, 0},  {-1, 1, 0},  {1, -1, 0}, {-1, -1, 0}, {1, 0, 1},  {-1, 0, 1},
+        {1, 0, -1}, {-1, 0, -1}, {0, 1, 1},  {0, -1, 1},  {0, 1, -1}, {0, -1, -1},
+    };
+    lattice_table table{};
+    std::uint32_t state = 0x6E6F6973u;
+    for (int i = 0; i < 256; ++i)
+        table.perm[i] = static_cast<std::uint8_t>(i);
+    for (int i = 255; i > 0; --i) {
+        const int j = static_cast<int>(next_private(state) % static_cast<std::uint32_t>(i + 1));
+        const std::uint8_t swap = table.perm[i];
+        table.perm[i] = table.perm[j];
+        table.perm[j] = swap;
+    }
+    for (int i = 0; i < 256; ++i) {
+        table.perm[256 + i] = table.perm[i];
+        for (int axis = 0; axis < 3; ++axis)
+            table.gradient[i][axis] = directions[i % 12][axis];
+    }
+    return table;
+}
+
+const lattice_table &noise_table() {
+    static const lattice_table table = build_noise_table();
+    return table;
+}
+
+struct lattice_coordinate {
+    int cell;       // 0..255
+    float fraction; // 0..1 within the cell
+};
+
+// Beyond 2^24 a float has no fraction left; reducing by the period keeps the
+// cell index in range, and an infinite or NaN coordinate counts as 0.
+float reduce_large(float v) {
+    return std::isfinite(v) ? std::fmod(v, 256.0f) : 0.0f;
+}
+
+inline lattice_coordinate split(float v) {
+    if (!(std::fabs(v) < 16777216.0f)) [[unlikely]]
+        v = reduce_large(v);
+    const float cell = std::floor(v);
+    return {static_cast<int>(cell) & 255, v - cell};
+}
+
+inline float fade(float t) {
+    return t * t * t * (t * (t * 6.0f - 15.0f) + 10.0f);
+}
+
+inline float lerp(float t, float a, float b) {
+    return a + t * (b - a);
+}
+
+inline float contribution(const lattice_table &table, int hash, float x, float y, float z) {
+    const float *g = table.gradient[hash];
+    return g[0] * x + g[1] * y + g[2] * z;
+}
+
+float lattice_noise(float x, float y, float z, const int offset[3]) {
+    const lattice_table &t = noise_table();
+    const lattice_coordinate cx = split(x), cy = split(y), cz = split(z);
+    const int xi = (cx.cell + offset[0]) & 255;
+    const int yi = (cy.cell + offset[1]) & 255;
+    const int zi = (cz.cell + offset[2]) & 255;
+    const float fx = cx.fraction, fy = cy.fraction, fz = cz.fraction;
+    const float gx = fx - 1.0f, gy = fy - 1.0f, gz = fz - 1.0f;
+
+    // Hashes of the eight corners, (x, y) pairs first, then z.
+    const int a = t.perm[xi] + yi, b = t.perm[xi + 1] + yi;
+    const int aa = t.perm[a] + zi, ab = t.perm[a + 1] + zi;
+    const int ba = t.perm[b] + zi, bb = t.perm[b + 1] + zi;
+
+    const float u = fade(fx), v = fade(fy), w = fade(fz);
+    const float near_low =
+        lerp(u, contribution(t, t.perm[aa], fx, fy, fz), contribution(t, t.perm[ba], gx, fy, fz));
+    const float near_high =
+        lerp(u, contribution(t, t.perm[ab], fx, gy, fz), contribution(t, t.perm[bb], gx, gy, fz));
+    const float far_low = lerp(u, contribution(t, t.perm[aa + 1], fx, fy, gz),
+                               contribution(t, t.perm[ba + 1], gx, fy, gz));
+    const float far_high = lerp(u, contribution(t, t.perm[ab + 1], fx, gy, gz),
+                                contribution(t, t.perm[bb + 1], gx, gy, gz));
+    return lerp(w, lerp(v, near_low, near_high), lerp(v, far_low, far_high)) * noise_scale;
+}
+
+// Whole part removed, so that large values keep their phase exactly.
+inline float fraction_of(float value) {
+    return value - std::floor(value);
+}
+
+} // namespace
+
+void xnoise_init() {
+    noise_table();
+}
+
+float xnoise(float x, float y, float z) {
+    return lattice_noise(x, y, z, vector_offsets[0]);
+}
+
+void xnoise_d(float x, float y, float z, float result[3]) {
+    for (int component = 0; component < 3; ++component)
+        result[component] = lattice_noise(x, y, z, vector_offsets[component]);
+}
+
+float xnoise_turbulence(float x, float y, float z, int octaves) {
+    if (octaves > octave_limit)
+        octaves = octave_limit;
+    float sum = 0.0f;
+    float weight = 1.0f;
+    for (int octave = 0; octave < octaves; ++octave) {
+        sum += weight * std::fabs(xnoise(x, y, z));
+        // Doubling and halving by powers of two are exact in a float.
+        x *= 2.0f;
+        y *= 2.0f;
+        z *= 2.0f;
+        weight *= 0.5f;
+    }
+    return sum;
+}
+
+float xnoise_cycloidal(float value) {
+    return std::sin(6.28318530717958647692f * fraction_of(value));
+}
+
+float xnoise_twave(float value) {
+    const float f = fraction_of(value);
+    return f < 0.5f ? 2.0f * f : 2.0f * (1.0f - f);
+}
