@@ -8,6 +8,7 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     libx11-dev
     clang libclang-rt-14-dev
+    imagemagick netpbm ghostscript python3-pil
 )
 
 missing=()
