@@ -154,6 +154,12 @@ TEST_F(Bitfont, NarrowerSpacingCutsTheRightColumns) {
     EXPECT_EQ(drawn_points(), merged(points_of(glyph_a, 0, 0, 6), points_of(glyph_a, 6, 0, 6)));
 }
 
+TEST_F(Bitfont, HugeSpacingSkipsCellsBeyondReach) {
+    bitfont_set_spacing(0x7FFFFFFF);
+    EXPECT_EQ(bitfont_puts(nullptr, 0, 0, 1, "M\tMM"), 4);
+    EXPECT_EQ(drawn_points(), points_of(glyph_m, 0, 0, 8));
+}
+
 TEST_F(Bitfont, TabAdvancesEightCells) {
     EXPECT_EQ(bitfont_puts(nullptr, 0, 0, 1, "a\tb"), 3);
     EXPECT_EQ(drawn_points(), merged(points_of(glyph_a, 0, 0), points_of(glyph_b, 72, 0)));

@@ -5,6 +5,7 @@
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/pixel.h"
 
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -33,7 +34,13 @@ std::uint8_t reverse_bits(std::uint8_t byte) {
     return reversed;
 }
 
-void draw_glyph(bitmap *image, int x, int y, std::uint32_t colour, int code) {
+// The pen moves in 64-bit steps, so that no spacing or text length can
+// overflow it; a glyph whose cell lies beyond the int range cannot touch any
+// bitmap and is skipped.
+void draw_glyph(bitmap *image, std::int64_t x, std::int64_t y, std::uint32_t colour, int code) {
+    constexpr std::int64_t reach = 16;
+    if (x < INT_MIN || x > INT_MAX - reach || y < INT_MIN || y > INT_MAX - reach)
+        return;
     // A glyph slot holds 16 rows of 8 columns; a wider spacing leaves the
     // columns beyond the eighth empty.
     std::uint32_t rows = font_ysize < glyph_bytes ? font_ysize : glyph_bytes;
@@ -42,7 +49,7 @@ void draw_glyph(bitmap *image, int x, int y, std::uint32_t colour, int code) {
     for (std::uint32_t r = 0; r < rows; ++r)
         for (std::uint32_t k = 0; k < columns; ++k)
             if (glyph[r] & (1u << k))
-                putpixel(image, x + static_cast<int>(k), y + static_cast<int>(r), colour);
+                putpixel(image, static_cast<int>(x + k), static_cast<int>(y + r), colour);
 }
 
 } // namespace
@@ -82,8 +89,9 @@ int bitfont_printf(bitmap *image, int x, int y, std::uint32_t colour, const char
 int bitfont_puts(bitmap *image, int x, int y, std::uint32_t colour, const char *text) {
     if (!text)
         return 0;
-    int px = x, py = y, count = 0;
-    int advance = static_cast<int>(font_xsize);
+    std::int64_t px = x, py = y;
+    int count = 0;
+    std::int64_t advance = font_xsize;
     for (const char *c = text; *c; ++c, ++count) {
         auto code = static_cast<signed char>(*c);
         switch (code) {
@@ -91,7 +99,7 @@ int bitfont_puts(bitmap *image, int x, int y, std::uint32_t colour, const char *
             px += tab_cells * advance;
             break;
         case '\n':
-            py += static_cast<int>(font_ysize);
+            py += font_ysize;
             px = x;
             break;
         case '\r':
