@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -317,7 +318,9 @@ void show_advanced(const getopt_option *table) {
 
 } // namespace
 
-int getopt_get(int argc, char **argv, const getopt_option *table, getopt_state *state) {
+namespace {
+
+int read_option(int argc, char **argv, const getopt_option *table, getopt_state *state) {
     if (!table || !state) {
         XERROR("xassert(%s) failed", !table ? "table" : "state");
         return -1;
@@ -375,6 +378,21 @@ int getopt_get(int argc, char **argv, const getopt_option *table, getopt_state *
     state->key = row->key[0];
     state->argument = value;
     return state->key;
+}
+
+} // namespace
+
+int getopt_get(int argc, char **argv, const getopt_option *table, getopt_state *state) {
+    // An error target that unwinds (tests, fuzzers) must not leave a half-read
+    // command line behind for the next reader.
+    struct reset_when_unwinding {
+        int pending = std::uncaught_exceptions();
+        ~reset_when_unwinding() {
+            if (std::uncaught_exceptions() > pending)
+                reset();
+        }
+    } guard;
+    return read_option(argc, argv, table, state);
 }
 
 void getopt_show(const getopt_option *table, int advanced) {
