@@ -1,0 +1,788 @@
+#include "gfx/2d/bitmap/effects/bitmapfx.h"
+
+#include "core/dtype.h"
+#include "core/hash.h"
+#include "core/message.h"
+#include "core/xstring.h"
+#include "gfx/2d/bitmap/bitmap.h"
+#include "gfx/2d/bitmap/pixel.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+static constexpr const char *source_file = "./src/gfx/2d/bitmap/bitmapfx.c";
+static constexpr const char *source_ident = "bitmapfx";
+
+static_assert(sizeof(rgbpack) == 3 && sizeof(rgbapack) == 4);
+static_assert(sizeof(rgbint) == 12 && sizeof(rgbaint) == 16);
+static_assert(sizeof(rgbscalar) == 24 && sizeof(rgbascalar) == 32);
+static_assert(sizeof(void *) == BITMAPFX_CMAP_SIZE, "a cmap value is one pointer");
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// Extended typed values
+
+constexpr const char *channel_names[] = {"red", "green", "blue", "alpha"};
+
+// Reads `text` against one of the colour scan forms ("r:%d g:%d b:%d",
+// "r:%lf ..."): a blank in the form matches any run of white space (also
+// none), a directive takes a number after optional white space, any other
+// character must match.  Returns the number of fields stored, like the C
+// library's scanner, but without its undefined behaviour on huge numbers:
+// integers saturate, so they are caught by the range check.
+int scan_fields(const char *text, const char *form, double *reals, long long *integers) {
+    int fields = 0;
+    const char *at = text;
+    auto skip_space = [&at] {
+        while (std::isspace(static_cast<unsigned char>(*at)))
+            ++at;
+    };
+    for (const char *f = form; *f;) {
+        if (*f == ' ') {
+            skip_space();
+            ++f;
+            continue;
+        }
+        if (*f != '%') {
+            if (*at != *f)
+                return fields;
+            ++at, ++f;
+            continue;
+        }
+        bool real = f[1] == 'l';
+        f += real ? 3 : 2;
+        skip_space();
+        // A leading plus is a sign the number readers below do not take.
+        const char *number = *at == '+' && at[1] != '-' && at[1] != '+' ? at + 1 : at;
+        const char *end = number + std::strlen(number);
+        if (real) {
+            auto [stop, error] = std::from_chars(number, end, reals[fields]);
+            if (error == std::errc::invalid_argument)
+                return fields;
+            if (error == std::errc::result_out_of_range)
+                reals[fields] = HUGE_VAL;
+            at = stop;
+        } else {
+            auto [stop, error] = std::from_chars(number, end, integers[fields]);
+            if (error == std::errc::invalid_argument)
+                return fields;
+            if (error == std::errc::result_out_of_range)
+                integers[fields] = *number == '-' ? LLONG_MIN : LLONG_MAX;
+            at = stop;
+        }
+        ++fields;
+    }
+    return fields;
+}
+
+// One colour type: N channels of type T, stored one after the other.
+template <class T, int N> struct colour_type {
+    static constexpr bool real = std::is_floating_point_v<T>;
+    static constexpr const char *print_form =
+        real ? (N == 3 ? "r:%f g:%f b:%f" : "r:%f g:%f b:%f a:%f")
+             : (N == 3 ? "r:%3d g:%3d b:%3d" : "r:%3d g:%3d b:%3d a:%3d");
+    static constexpr const char *scan_form =
+        real ? (N == 3 ? "r:%lf g:%lf b:%lf" : "r:%lf g:%lf b:%lf a:%lf")
+             : (N == 3 ? "r:%d g:%d b:%d" : "r:%d g:%d b:%d a:%d");
+
+    static void load(const void *value, T (&channels)[N]) {
+        std::memcpy(channels, value, sizeof channels);
+    }
+
+    static void print(const void *value, char *text) {
+        T c[N];
+        load(value, c);
+        if constexpr (real) {
+            if constexpr (N == 3)
+                std::snprintf(text, DTYPE_TEXT_MAX, print_form, c[0], c[1], c[2]);
+            else
+                std::snprintf(text, DTYPE_TEXT_MAX, print_form, c[0], c[1], c[2], c[3]);
+        } else {
+            int v[N];
+            for (int i = 0; i < N; ++i)
+                v[i] = static_cast<int>(c[i]);
+            if constexpr (N == 3)
+                std::snprintf(text, DTYPE_TEXT_MAX, print_form, v[0], v[1], v[2]);
+            else
+                std::snprintf(text, DTYPE_TEXT_MAX, print_form, v[0], v[1], v[2], v[3]);
+        }
+    }
+
+    static int scan(const char *text, void *value) {
+        double reals[4] = {};
+        long long integers[4] = {};
+        if (scan_fields(text, scan_form, reals, integers) != N) {
+            std::string expression = std::to_string(N) + " == scan(\"" + scan_form + "\")";
+            XERROR("xassert(%s) failed", expression.c_str());
+            return 0;
+        }
+        T c[N];
+        for (int i = 0; i < N; ++i) {
+            if constexpr (real) {
+                // Written so that NaN fails too.
+                if (!(reals[i] >= 0.0 && reals[i] <= 1.0)) {
+                    XERROR("illegal %s component value (%f)", channel_names[i], reals[i]);
+                    return 0;
+                }
+                c[i] = reals[i];
+            } else {
+                if (integers[i] < 0 || integers[i] > 255) {
+                    long long shown = std::clamp<long long>(integers[i], INT_MIN, INT_MAX);
+                    XERROR("illegal %s component value (%d)", channel_names[i],
+                           static_cast<int>(shown));
+                    return 0;
+                }
+                c[i] = static_cast<T>(integers[i]);
+            }
+        }
+        std::memcpy(value, c, sizeof c);
+        return 1;
+    }
+
+    static int compare(const void *a, const void *b) {
+        T x[N], y[N];
+        load(a, x);
+        load(b, y);
+        for (int i = 0; i < N; ++i)
+            if (!(x[i] == y[i]))
+                return 1;
+        return 0;
+    }
+};
+
+void print_pixel(const void *value, char *text) {
+    std::uint32_t v;
+    std::memcpy(&v, value, sizeof v);
+    std::snprintf(text, DTYPE_TEXT_MAX, "0x%08x", static_cast<unsigned>(v));
+}
+
+int scan_pixel(const char *text, void *value) {
+    int ok = 0;
+    for (const char *c = text; *c; ++c)
+        if (*c == '-') {
+            XERROR("'%s' is not a valid pixel value", text);
+            return 0;
+        }
+    unsigned long parsed = xatoul(text, &ok);
+    if (!ok || !*text || parsed > 0xFFFFFFFFul) {
+        XERROR("'%s' is not a valid pixel value", text);
+        return 0;
+    }
+    auto v = static_cast<std::uint32_t>(parsed);
+    std::memcpy(value, &v, sizeof v);
+    return 1;
+}
+
+int compare_pixel(const void *a, const void *b) {
+    return std::memcmp(a, b, sizeof(std::uint32_t)) != 0;
+}
+
+// References: the value is a pointer to the referenced object.
+template <class T> const T *load_reference(const void *value) {
+    const T *object;
+    std::memcpy(&object, value, sizeof object);
+    return object;
+}
+
+void print_cmap(const void *value, char *text) {
+    const colormap *map = load_reference<colormap>(value);
+    if (map)
+        std::snprintf(text, DTYPE_TEXT_MAX, "colormap of %d colors", map->size);
+    else
+        std::snprintf(text, DTYPE_TEXT_MAX, "null");
+}
+
+void print_bitmap(const void *value, char *text) {
+    const bitmap *image = load_reference<bitmap>(value);
+    if (image)
+        std::snprintf(text, DTYPE_TEXT_MAX, "bitmap '%s' (%ux%u, %d bpp)", bitmap_get_name(image),
+                      image->xsize, image->ysize, image->bpp);
+    else
+        std::snprintf(text, DTYPE_TEXT_MAX, "null");
+}
+
+int scan_reference(const char *, void *) {
+    XERROR("xassert(%s) failed", "type has a text form");
+    return 0;
+}
+
+int compare_reference(const void *a, const void *b) {
+    return std::memcmp(a, b, sizeof(void *)) != 0;
+}
+
+const dtype_entry extended_types[] = {
+    {"rgbpack", BITMAPFX_TYPE_RGBPACK, 3, colour_type<std::uint8_t, 3>::print,
+     colour_type<std::uint8_t, 3>::scan, colour_type<std::uint8_t, 3>::compare},
+    {"rgbapack", BITMAPFX_TYPE_RGBAPACK, 4, colour_type<std::uint8_t, 4>::print,
+     colour_type<std::uint8_t, 4>::scan, colour_type<std::uint8_t, 4>::compare},
+    {"rgbint", BITMAPFX_TYPE_RGBINT, 12, colour_type<std::int32_t, 3>::print,
+     colour_type<std::int32_t, 3>::scan, colour_type<std::int32_t, 3>::compare},
+    {"rgbaint", BITMAPFX_TYPE_RGBAINT, 16, colour_type<std::int32_t, 4>::print,
+     colour_type<std::int32_t, 4>::scan, colour_type<std::int32_t, 4>::compare},
+    {"rgbscalar", BITMAPFX_TYPE_RGBSCALAR, 24, colour_type<double, 3>::print,
+     colour_type<double, 3>::scan, colour_type<double, 3>::compare},
+    {"rgbascalar", BITMAPFX_TYPE_RGBASCALAR, 32, colour_type<double, 4>::print,
+     colour_type<double, 4>::scan, colour_type<double, 4>::compare},
+    {"pixel", BITMAPFX_TYPE_PIXEL, 4, print_pixel, scan_pixel, compare_pixel},
+    {"cmap", BITMAPFX_TYPE_CMAP, BITMAPFX_CMAP_SIZE, print_cmap, scan_reference, compare_reference},
+    {"bitmap", BITMAPFX_TYPE_BITMAP, BITMAPFX_BITMAP_SIZE, print_bitmap, scan_reference,
+     compare_reference},
+    {nullptr, 0, 0, nullptr, nullptr, nullptr},
+};
+
+bool has_text_form(std::uint32_t type) {
+    return type != BITMAPFX_TYPE_CMAP && type != BITMAPFX_TYPE_BITMAP;
+}
+
+// ---------------------------------------------------------------------------
+// Registry
+
+bitmapfx_driver *registry = nullptr;
+bool types_installed = false;
+
+bool is_registered(const bitmapfx_driver *driver) {
+    for (const bitmapfx_driver *d = registry; d; d = d->next)
+        if (d == driver)
+            return true;
+    return false;
+}
+
+// Parameter values are only meaningful once registration has told storage
+// from references; refusing unregistered records keeps a reference from
+// being written over a driver's storage pointer.
+bool require_registered(const bitmapfx_driver *driver) {
+    if (driver && is_registered(driver))
+        return true;
+    XERROR("xassert(%s) failed", "driver is registered");
+    return false;
+}
+
+bitmapfx_parameter *find_parameter(bitmapfx_driver *driver, const char *key) {
+    if (!key || !driver->param_list)
+        return nullptr;
+    for (bitmapfx_parameter *p = driver->param_list; p->key; ++p)
+        if (xstring_compare(p->key, key))
+            return p;
+    return nullptr;
+}
+
+const bitmapfx_procedure *find_procedure(const bitmapfx_driver *driver, const char *name) {
+    if (!driver->proc_list)
+        return nullptr;
+    for (const bitmapfx_procedure *p = driver->proc_list; p->name; ++p)
+        if (xstring_compare(p->name, name))
+            return p;
+    return nullptr;
+}
+
+bool in_procedure_list(const char *list, const char *name) {
+    std::string names = list;
+    std::size_t start = 0;
+    while (start <= names.size()) {
+        std::size_t end = names.find(';', start);
+        if (end == std::string::npos)
+            end = names.size();
+        if (names.compare(start, end - start, name) == 0)
+            return true;
+        start = end + 1;
+    }
+    return false;
+}
+
+// A held bitmap must have a depth the driver reads (source) or writes
+// (target).  Nothing to check for other types, empty values or parameters
+// that are neither source nor target.
+bool depth_allowed(const bitmapfx_driver *driver, const bitmapfx_parameter *p, const void *value) {
+    if (p->type != BITMAPFX_TYPE_BITMAP || !value ||
+        !(p->flags & (BITMAPFX_SOURCE | BITMAPFX_TARGET)))
+        return true;
+    if (!driver->supported) {
+        XERROR("xassert(%s) failed", "driver -> supported");
+        return false;
+    }
+    int bpp = static_cast<const bitmap *>(value)->bpp;
+    if ((p->flags & BITMAPFX_SOURCE) && !bitmapfx_supports(driver, "in", bpp)) {
+        XERROR("fxdriver '%s' does not support %d bpp bitmaps for %s", driver->name, bpp, "input");
+        return false;
+    }
+    if ((p->flags & BITMAPFX_TARGET) && !bitmapfx_supports(driver, "out", bpp)) {
+        XERROR("fxdriver '%s' does not support %d bpp bitmaps for %s", driver->name, bpp, "output");
+        return false;
+    }
+    return true;
+}
+
+// The structural checks a driver must pass before it joins the list.
+bool check_parameters(bitmapfx_driver *driver) {
+    if (!driver->param_list)
+        return true;
+    for (bitmapfx_parameter *p = driver->param_list; p->key; ++p) {
+        if (!dtype_find(p->type)) {
+            dtype_size(p->type); // reports the unknown type
+            return false;
+        }
+        if (!p->write_flag)
+            continue;
+        // Storage is copied `size` bytes at a time and scanned by the type:
+        // both must agree, and a bitmap is only ever held by reference.
+        if (p->size != dtype_size(p->type)) {
+            XERROR("xassert(%s) failed", "parameter -> size == dtype_size(parameter -> type)");
+            return false;
+        }
+        if (p->type == BITMAPFX_TYPE_BITMAP) {
+            XERROR("xassert(%s) failed", "parameter -> type != bitmap || !parameter -> value");
+            return false;
+        }
+        for (bitmapfx_parameter *q = driver->param_list; q != p; ++q) {
+            if (q->write_flag && q->value == p->value) {
+                XERROR("linked pointers in parameter '%s' and parameter '%s' in driver '%s'",
+                       q->key, p->key, driver->name);
+                return false;
+            }
+        }
+        if ((p->flags & BITMAPFX_NOT_STORABLE) || !has_text_form(p->type))
+            continue;
+        std::vector<char> printed(DTYPE_TEXT_MAX), reprinted(DTYPE_TEXT_MAX);
+        std::vector<unsigned char> scanned(p->size);
+        dtype_print(p->type, p->value, printed.data());
+        int ok = dtype_scan(p->type, printed.data(), scanned.data());
+        dtype_print(p->type, scanned.data(), reprinted.data());
+        if (!ok || dtype_compare(p->type, p->value, scanned.data()) != 0) {
+            XERROR("read/write mismatch for parameter '%s' ('%s' != '%s') in driver '%s'", p->key,
+                   printed.data(), reprinted.data(), driver->name);
+            return false;
+        }
+    }
+    return true;
+}
+
+int highest_depth(const bitmapfx_driver *driver, const char *direction) {
+    for (int bpp = 63; bpp >= 0; --bpp)
+        if (bitmapfx_supports(driver, direction, bpp))
+            return bpp;
+    return -1;
+}
+
+struct bitmap_killer {
+    void operator()(bitmap *image) const { bitmap_kill(image); }
+};
+using bitmap_owner = std::unique_ptr<bitmap, bitmap_killer>;
+
+// One run of "fx" on `source`.  The source is bound only for the call, so the
+// driver never keeps a reference to a bitmap that is freed afterwards, and a
+// target left behind by a failed run (an error target that returns, or one
+// that unwinds) is freed rather than leaked.
+class fx_run {
+  public:
+    fx_run(bitmapfx_driver *driver, bitmap *source) : driver_(driver), source_(source) {}
+    fx_run(const fx_run &) = delete;
+    fx_run &operator=(const fx_run &) = delete;
+    ~fx_run() {
+        bitmapfx_parameter *p = find_parameter(driver_, "source_bitmap");
+        if (p && !p->write_flag)
+            p->value = nullptr;
+        if (!finished_) {
+            bitmapfx_parameter *t = find_parameter(driver_, "target_bitmap");
+            if (t && !t->write_flag && t->value && t->value != source_) {
+                bitmap_kill(static_cast<bitmap *>(t->value));
+                t->value = nullptr;
+            }
+        }
+    }
+
+    // The target bitmap, or null; afterwards the driver holds neither bitmap.
+    bitmap *run() {
+        if (!put_parameter(driver_, "source_bitmap", source_)) {
+            XERROR("failed to store parameter '%s' in driver '%s'", "source_bitmap", driver_->name);
+            return nullptr;
+        }
+        bitmapfx_call(driver_, nullptr);
+        auto *target = static_cast<bitmap *>(bitmapfx_talk(driver_, "target_bitmap", nullptr));
+        bitmapfx_reset(driver_);
+        finished_ = true;
+        return target;
+    }
+
+  private:
+    bitmapfx_driver *driver_;
+    bitmap *source_;
+    bool finished_ = false;
+};
+
+void announce_depth_change(const bitmap *image, int from, int to, const bitmapfx_driver *driver) {
+    XVERBOSE("doing auto-change of bitmap '%s' bits per pixel from %d to %d bpp for driver '%s'",
+             bitmap_get_name(image), from, to, driver->name);
+}
+
+void list_parameter(const bitmapfx_parameter *p, int index) {
+    std::printf("\n\t\tparameter %d\n", index);
+    std::printf("\t\t\tkey        = %s", p->key);
+    if (p->flags & BITMAPFX_REQUIRED)
+        std::printf(" (required)");
+    if (p->flags & BITMAPFX_CLEANED_UP)
+        std::printf(" (cleaned up)");
+    if (p->flags & BITMAPFX_SOURCE)
+        std::printf(" (source)");
+    if (p->flags & BITMAPFX_TARGET)
+        std::printf(" (target)");
+    std::printf("\n");
+    std::printf("\t\t\thelp       = %s\n", p->help ? p->help : "none");
+    std::printf("\t\t\ttype       = %s\n", dtype_name(p->type));
+    std::printf("\t\t\tsize       = %lu\n", static_cast<unsigned long>(p->size));
+    std::printf("\t\t\twrite_flag = %s\n", xstring_putbool(p->write_flag ? 1 : 0));
+    std::vector<char> text(DTYPE_TEXT_MAX);
+    if (p->write_flag)
+        dtype_print(p->type, p->value, text.data());
+    else if (p->value)
+        dtype_print(p->type, &p->value, text.data());
+    else
+        std::snprintf(text.data(), text.size(), "null");
+    std::printf("\t\t\tvalue      = %s\n", text.data());
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Public interface
+
+void bitmapfx_install_types() {
+    if (types_installed)
+        return;
+    dtype_extend(extended_types);
+    types_installed = true;
+}
+
+int bitmapfx_supports(const bitmapfx_driver *driver, const char *direction, int bpp) {
+    if (!driver->supported) {
+        XERROR("xassert(%s) failed", "driver -> supported");
+        return 0;
+    }
+    char word[32];
+    std::snprintf(word, sizeof word, "%s%d", direction, bpp);
+    for (const char *const *s = driver->supported; *s; ++s)
+        if (xstring_match(word, *s))
+            return 1;
+    return 0;
+}
+
+int bitmapfx_parameter_count(const bitmapfx_driver *driver) {
+    int count = 0;
+    for (const bitmapfx_parameter *p = driver->param_list; p && p->key; ++p)
+        ++count;
+    return count;
+}
+
+int bitmapfx_parameter_empty(const bitmapfx_parameter *parameter) {
+    if (!parameter->write_flag)
+        return parameter->value == nullptr;
+    const auto *bytes = static_cast<const unsigned char *>(parameter->value);
+    for (std::uint32_t i = 0; i < parameter->size; ++i)
+        if (bytes[i])
+            return 0;
+    return 1;
+}
+
+char *bitmapfx_print_parameter(const bitmapfx_parameter *parameter, char *text) {
+    if (parameter->write_flag && has_text_form(parameter->type))
+        dtype_print(parameter->type, parameter->value, text);
+    else
+        std::snprintf(text, DTYPE_TEXT_MAX, "null");
+    return text;
+}
+
+void bitmapfx_register_driver(bitmapfx_driver *driver) {
+    if (!driver || !driver->name) {
+        XERROR("xassert(%s) failed", "driver && driver -> name");
+        return;
+    }
+    bitmapfx_install_types();
+    for (bitmapfx_driver *d = registry; d; d = d->next) {
+        if (xstring_compare(d->name, driver->name)) {
+            XWARNING("trying to register duplicate driver '%s'", driver->name);
+            return;
+        }
+    }
+    driver->hash = hash_string(driver->name);
+    for (bitmapfx_driver *d = registry; d; d = d->next) {
+        if (d->hash == driver->hash) {
+            XERROR("driver hash collision between '%s' and '%s'", d->name, driver->name);
+            return;
+        }
+        if (d->preset && driver->preset && xstring_compare(d->preset, driver->preset)) {
+            XERROR("driver preset collision between '%s' and '%s'", d->name, driver->name);
+            return;
+        }
+    }
+    for (bitmapfx_parameter *p = driver->param_list; p && p->key; ++p)
+        p->write_flag = p->value ? 1 : 0;
+    if (!check_parameters(driver))
+        return;
+    driver->next = registry;
+    registry = driver;
+}
+
+bitmapfx_driver *bitmapfx_find_driver(const char *name) {
+    if (!name)
+        return nullptr;
+    for (bitmapfx_driver *d = registry; d; d = d->next)
+        if (xstring_match(name, d->name))
+            return d;
+    return nullptr;
+}
+
+bitmapfx_driver *bitmapfx_get_driver(const char *name) {
+    bitmapfx_driver *driver = bitmapfx_find_driver(name);
+    if (!driver)
+        XERROR("failed to find fx driver '%s'", name ? name : "(null)");
+    return driver;
+}
+
+bitmapfx_driver *bitmapfx_first_driver() {
+    return registry;
+}
+
+int bitmapfx_is_subproc(const bitmapfx_driver *driver, const char *name) {
+    return driver && name && find_procedure(driver, name) ? 1 : 0;
+}
+
+int put_parameter(bitmapfx_driver *driver, const char *key, const void *value) {
+    if (!require_registered(driver))
+        return 0;
+    bitmapfx_parameter *p = find_parameter(driver, key);
+    if (!p || (p->flags & BITMAPFX_NOT_STORABLE))
+        return 0;
+    if (!depth_allowed(driver, p, p->write_flag ? nullptr : value))
+        return 0;
+    if (!p->write_flag) {
+        p->value = const_cast<void *>(value);
+        return 1;
+    }
+    if (!value) {
+        std::memset(p->value, 0, p->size);
+        return 1;
+    }
+    if (p->value == value) {
+        XERROR("xassert(%s) failed", "parameter -> value != value");
+        return 0;
+    }
+    std::memcpy(p->value, value, p->size);
+    return 1;
+}
+
+int get_parameter(bitmapfx_driver *driver, const char *key, void **value) {
+    if (!require_registered(driver))
+        return 0;
+    bitmapfx_parameter *p = find_parameter(driver, key);
+    if (!p)
+        return 0;
+    if (!p->write_flag && !depth_allowed(driver, p, p->value))
+        return 0;
+    *value = p->value;
+    return 1;
+}
+
+void *bitmapfx_call(bitmapfx_driver *driver, const char *procedure) {
+    if (!require_registered(driver))
+        return nullptr;
+    const char *name = procedure ? procedure : "fx";
+    const bitmapfx_procedure *proc = find_procedure(driver, name);
+    if (!proc || !proc->operation) {
+        XERROR("unknown procedure '%s' for driver '%s'", name, driver->name);
+        return nullptr;
+    }
+    for (bitmapfx_parameter *p = driver->param_list; p && p->key; ++p) {
+        if (p->procedures && !in_procedure_list(p->procedures, name))
+            continue;
+        bool empty = bitmapfx_parameter_empty(p);
+        if ((p->flags & BITMAPFX_REQUIRED) && empty) {
+            XERROR("required parameter '%s' is missing from driver '%s'", p->key, driver->name);
+            return nullptr;
+        }
+        if ((p->flags & BITMAPFX_CLEANED_UP) && !empty) {
+            XERROR("cleaning parameter '%s' is already present in driver '%s'", p->key,
+                   driver->name);
+            return nullptr;
+        }
+        if ((p->flags & BITMAPFX_SOURCE) && empty)
+            XWARNING("source parameter '%s' is missing from driver '%s'", p->key, driver->name);
+        if ((p->flags & BITMAPFX_TARGET) && !empty)
+            XWARNING("target parameter '%s' is already present in driver '%s'", p->key,
+                     driver->name);
+    }
+    bool effect = xstring_compare(name, "fx");
+    if (effect)
+        if (const bitmapfx_procedure *init = find_procedure(driver, "init");
+            init && init->operation)
+            init->operation(driver);
+    void *result = proc->operation(driver);
+    if (effect)
+        if (const bitmapfx_procedure *deinit = find_procedure(driver, "deinit");
+            deinit && deinit->operation)
+            deinit->operation(driver);
+    return result;
+}
+
+void *bitmapfx_talk(bitmapfx_driver *driver, const char *key, const void *value) {
+    if (value) {
+        if (!put_parameter(driver, key, value) && driver)
+            XERROR("failed to store parameter '%s' in driver '%s'", key, driver->name);
+        return nullptr;
+    }
+    void *result = nullptr;
+    if (!get_parameter(driver, key, &result) && driver)
+        XERROR("failed to retrieve parameter '%s' in driver '%s'", key, driver->name);
+    return result;
+}
+
+void *bitmapfx_talk_raw(bitmapfx_driver *driver, const char *key, const void *value) {
+    if (value) {
+        put_parameter(driver, key, value);
+        return nullptr;
+    }
+    void *result = nullptr;
+    get_parameter(driver, key, &result);
+    return result;
+}
+
+int bitmapfx_shout(const char *driver_name, const char *key, const char *text) {
+    bitmapfx_driver *driver = bitmapfx_find_driver(driver_name);
+    if (!driver) {
+        XERROR("no such fx driver '%s'", driver_name ? driver_name : "(null)");
+        return 0;
+    }
+    bitmapfx_parameter *p = find_parameter(driver, key);
+    if (!p) {
+        XERROR("no such parameter '%s' for driver '%s'", key ? key : "(null)", driver->name);
+        return 0;
+    }
+    if (!p->write_flag || (p->flags & BITMAPFX_NOT_STORABLE) || !has_text_form(p->type)) {
+        XERROR("trying to write to unwritable parameter '%s' in driver '%s'", p->key, driver->name);
+        return 0;
+    }
+    // Scanned aside first, so that a text the type refuses leaves the value alone.
+    std::vector<unsigned char> scanned(p->size);
+    if (!dtype_scan(p->type, text ? text : "", scanned.data()))
+        return 0;
+    std::memcpy(p->value, scanned.data(), p->size);
+    return 1;
+}
+
+void bitmapfx_reset(bitmapfx_driver *driver) {
+    if (!require_registered(driver))
+        return;
+    for (bitmapfx_parameter *p = driver->param_list; p && p->key; ++p)
+        if ((p->flags & BITMAPFX_CLEANED_UP) && !put_parameter(driver, p->key, nullptr))
+            XERROR("xassert(%s) failed", "put_parameter(self, parameter -> key, NULL)");
+}
+
+bitmap *bitmapfx_simple(bitmapfx_driver *driver, const bitmap *image) {
+    if (!require_registered(driver) || !image) {
+        XASSERT(image);
+        return nullptr;
+    }
+    bitmapfx_reset(driver);
+    const int depth = image->bpp;
+    int work_depth = depth;
+    bitmap_owner source;
+    if (bitmapfx_supports(driver, "in", depth)) {
+        source.reset(bitmap_dup(image));
+    } else {
+        work_depth = highest_depth(driver, "in");
+        announce_depth_change(image, depth, work_depth, driver);
+        if (work_depth >= 0)
+            source.reset(bitmap_upgrade(image, work_depth));
+        if (!source) {
+            XERROR("failed to re-upgrade bitmap '%s' to (resulting bpp = %d)",
+                   bitmap_get_name(image), work_depth);
+            return nullptr;
+        }
+    }
+    bitmap *target = fx_run(driver, source.get()).run();
+    if (target == source.get())
+        source.release();
+    if (target && work_depth != depth && target->bpp != depth) {
+        announce_depth_change(target, target->bpp, depth, driver);
+        if (!bitmap_upgrade2(&target, depth)) {
+            XERROR("failed to re-upgrade bitmap '%s' to (source bpp = %d)", bitmap_get_name(target),
+                   depth);
+            bitmap_kill(target);
+            return nullptr;
+        }
+    }
+    return target;
+}
+
+bitmap *bitmapfx_simple2(bitmapfx_driver *driver, bitmap **place) {
+    if (!require_registered(driver) || !place || !*place) {
+        XASSERT(place && *place);
+        return nullptr;
+    }
+    bitmapfx_reset(driver);
+    const int depth = (*place)->bpp;
+    int work_depth = depth;
+    if (!bitmapfx_supports(driver, "in", depth)) {
+        work_depth = highest_depth(driver, "in");
+        announce_depth_change(*place, depth, work_depth, driver);
+        if (work_depth < 0 || !bitmap_upgrade2(place, work_depth)) {
+            XERROR("failed to upgrade bitmap '%s' to (resulting bpp = %d)", bitmap_get_name(*place),
+                   work_depth);
+            return nullptr;
+        }
+    }
+    bitmap *source = *place;
+    bitmap *target = fx_run(driver, source).run();
+    if (!target)
+        return nullptr;
+    if (work_depth != depth && target->bpp != depth) {
+        announce_depth_change(target, target->bpp, depth, driver);
+        if (!bitmap_upgrade2(&target, depth)) {
+            XERROR("failed to upgrade bitmap '%s' to (source bpp = %d)", bitmap_get_name(target),
+                   depth);
+            if (target != source)
+                bitmap_kill(target);
+            return nullptr;
+        }
+    }
+    if (target != source)
+        bitmap_kill(source);
+    *place = target;
+    return target;
+}
+
+void bitmapfx_list_drivers(int long_form) {
+    if (!registry) {
+        std::printf("\nno 2d bitmapfx drivers available\n");
+        return;
+    }
+    int index = 0;
+    for (const bitmapfx_driver *d = registry; d; d = d->next, ++index) {
+        std::printf("\nbitmap fx driver(%d)\n", index);
+        std::printf("\tname        = %s\n", d->name);
+        std::printf("\tfile        = %s\n", d->file ? d->file : "none");
+        std::printf("\tpreset      = %s\n", d->preset ? d->preset : "none");
+        std::printf("\tcomments    = %s\n", d->comment ? d->comment : "none");
+        std::printf("\tdriver hash = 0x%08lx\n", static_cast<unsigned long>(d->hash));
+        if (!long_form)
+            continue;
+        int number = 0;
+        for (const bitmapfx_procedure *p = d->proc_list; p && p->name; ++p, ++number) {
+            std::printf("\n\t\tprocedure %d\n", number);
+            std::printf("\t\tname = %s\n", p->name);
+            std::printf("\t\thelp = %s\n", p->help ? p->help : "none");
+        }
+        number = 0;
+        for (const bitmapfx_parameter *p = d->param_list; p && p->key; ++p, ++number)
+            list_parameter(p, number);
+    }
+    std::fflush(stdout);
+}
