@@ -198,17 +198,6 @@ bool otable_add(const char *name, const char *mode) {
     return true;
 }
 
-// Marks the file closed; false (after the error) when it is not in the table.
-bool otable_close(const char *name) {
-    table_slot *slot = find_slot(name);
-    if (!slot) {
-        XERROR("failed to retrieve file '%s' from open table", name);
-        return false;
-    }
-    slot->open = 0;
-    return true;
-}
-
 void exit_handler() {
     for (int index = 0; index < table_slots; ++index) {
         table_slot &slot = open_table[index];
@@ -416,6 +405,8 @@ int xfclose(streamio_stream *stream) {
         XERROR("trying to close NULL stream");
         return EOF;
     }
+    // The record goes whatever the messages below do.
+    std::unique_ptr<streamio_stream, void (*)(streamio_stream *)> owner(stream, free_record);
     int result = EOF;
     if (is_standard_handle(stream->handle)) {
         stream->handle = nullptr;
@@ -427,13 +418,18 @@ int xfclose(streamio_stream *stream) {
                  stream->name ? stream->name : "<annonymous>",
                  stream->driver ? stream->driver->name : "<annonymous>", stream->source_file,
                  stream->source_line);
-    } else {
-        bool listed = otable_close(stream->name);
-        int closed = stream->driver->fclose ? stream->driver->fclose(stream) : EOF;
-        result = listed ? closed : EOF;
+        return result;
     }
-    free_record(stream);
-    return result;
+    // A file missing from the table is still closed, so that its handle is not lost.
+    table_slot *slot = find_slot(stream->name);
+    if (slot)
+        slot->open = 0;
+    int closed = stream->driver->fclose ? stream->driver->fclose(stream) : EOF;
+    if (!slot) {
+        XERROR("failed to retrieve file '%s' from open table", stream->name);
+        return EOF;
+    }
+    return closed;
 }
 
 // ---------------------------------------------------------------------------

@@ -1,0 +1,567 @@
+// The stream layer itself: driver choice, mode attributes, the open table, the
+// standard streams, registration, listing, backups and the exit check.
+//
+// Registration and the default driver cannot be undone, so the environment
+// below registers every driver once, in the application's order, before any
+// test runs.  Tests that change process-wide state for good (sticky answers, a
+// full table, drivers that refuse every mode) run in a child process.
+#include "file/streamio/drivers.h"
+#include "file/streamio/streamio.h"
+
+#include "core/hash.h"
+#include "core/memio/memio.h"
+#include "core/message.h"
+#include "core/xmain.h"
+#include "file/config.h"
+#include "support/capture.h"
+#include "support/scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+static constexpr const char *source_file = "streamio_layer_test.cpp";
+
+namespace {
+
+// The application's thirteen, with the two drivers it leaves out registered
+// first, so that they are offered a file only after "stdio" (which takes all):
+// they stay reachable with ";d=" and never change an ordinary open.
+void register_all_stream_drivers() {
+    static bool done = false;
+    if (done)
+        return;
+    done = true;
+    streamio_driver *order[] = {
+        &silent_backupio_driver, &reslogio_driver,
+        &nullio_driver,          &debugio_driver,
+        &secureio_driver,        &httpio_driver,
+        &ftpio_driver,           &telnetio_driver,
+        &platformio_driver,      &stdio_driver,
+        &safeio_driver,          &saferio_driver,
+        &resio_driver,           &single_file_cacheio_driver,
+        &latent_cacheio_driver,
+    };
+    for (streamio_driver *driver : order)
+        if (!streamio_find_driver(driver->name))
+            streamio_register_driver(driver);
+    streamio_set_defio(&saferio_driver);
+}
+
+class stream_drivers_environment : public testing::Environment {
+  public:
+    void SetUp() override { register_all_stream_drivers(); }
+};
+
+[[maybe_unused]] testing::Environment *const environment =
+    testing::AddGlobalTestEnvironment(new stream_drivers_environment);
+
+using stream_ptr = std::unique_ptr<streamio_stream, int (*)(streamio_stream *)>;
+
+stream_ptr open_stream(const char *name, const char *mode) {
+    return stream_ptr(xfopen(name, mode), xfclose);
+}
+
+// Runs `scenario` in a fresh copy of this program (death test, "threadsafe"
+// style re-executes the binary), so process-wide state it changes for good
+// stays there.  The scenario prints what it found to stderr and the regex
+// judges it.
+void expect_in_child(const std::function<void()> &scenario, const std::string &regex) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            scenario();
+            std::fflush(stderr);
+            std::_Exit(0);
+        },
+        testing::ExitedWithCode(0), regex);
+    GTEST_FLAG_SET(death_test_style, "fast");
+}
+
+class StreamLayer : public testing::Test {
+  protected:
+    scratch_directory scratch;
+    message_capture capture;
+};
+
+// ---------------------------------------------------------------------------
+
+TEST_F(StreamLayer, ChoosesSaferioForOrdinaryFilesAndStdioForMissingOnes) {
+    write_file("present.txt", "x");
+    auto present = open_stream("present.txt", "r");
+    ASSERT_TRUE(present);
+    EXPECT_EQ(present->driver, &saferio_driver);
+    EXPECT_STREQ(present->name, "present.txt");
+    EXPECT_STREQ(present->mode, "r");
+    EXPECT_STREQ(present->source_file, source_file);
+
+    auto created = open_stream("created.txt", "w");
+    ASSERT_TRUE(created);
+    EXPECT_EQ(created->driver, &saferio_driver);
+    EXPECT_TRUE(capture.questions.empty()) << "a new file never asks";
+}
+
+TEST_F(StreamLayer, FailedOpenReturnsNullAndWarnsAboutTheNullStream) {
+    EXPECT_EQ(xfopen("missing.txt", "rb"), nullptr);
+    // Every checked driver declines a file it cannot read; "stdio" takes it and fails.
+    EXPECT_TRUE(
+        capture.warned("driver(stdio) (call:iof_fopen) failed to access file(missing.txt,rb)"));
+    EXPECT_TRUE(capture.warned("file 'missing.txt' contains null stream (file was probably never "
+                               "opened) driver used was 'stdio' (from streamio_layer_test.cpp("));
+    EXPECT_FALSE(streamio_otable_isopen("missing.txt"));
+}
+
+TEST_F(StreamLayer, MissingOrEmptyNamesAndModesAreErrors) {
+    EXPECT_EQ(error_of([] { xfopen(nullptr, "r"); }),
+              "open error(io) - filename('null') and/or mode(r) missing");
+    EXPECT_EQ(error_of([] { xfopen("x", nullptr); }),
+              "open error(io) - filename(x) and/or mode('null') missing");
+    EXPECT_EQ(error_of([] { xfopen("", "r"); }),
+              "open error(io) - filename() and/or mode(r) too short");
+    EXPECT_EQ(error_of([] { xfopen("x", ""); }),
+              "open error(io) - filename(x) and/or mode() too short");
+    EXPECT_EQ(error_of([] { xfclose(nullptr); }), "trying to close NULL stream");
+}
+
+TEST_F(StreamLayer, OnlyIsoModesAreAccepted) {
+    write_file("modes.txt", "x");
+    EXPECT_EQ(error_of([] { xfopen("modes.txt", "rt"); }), "non ANSI/ISO fopen() mode(rt)");
+    for (const char *bad : {"q", "rr", "r++", "rbb", "wx", ";d=saferio", "R"})
+        EXPECT_NE(error_of([&] { xfopen("modes.txt", bad); }).find("non ANSI/ISO fopen() mode("),
+                  std::string::npos)
+            << bad;
+    for (const char *good : {"r", "rb", "r+", "rb+", "r+b"}) {
+        auto stream = open_stream("modes.txt", good);
+        EXPECT_TRUE(stream) << good;
+    }
+}
+
+TEST_F(StreamLayer, ModeTestsLookAtTheCPartOnly) {
+    EXPECT_TRUE(streamio_is_read("r"));
+    EXPECT_TRUE(streamio_is_read("rb;d=saferio"));
+    EXPECT_FALSE(streamio_is_read("r+"));
+    EXPECT_FALSE(streamio_is_read("w"));
+    EXPECT_TRUE(streamio_is_write("wb"));
+    EXPECT_FALSE(streamio_is_write("w+b"));
+    EXPECT_TRUE(streamio_is_append("a;b=10"));
+    EXPECT_FALSE(streamio_is_append("ab+"));
+    EXPECT_TRUE(streamio_is_bin("r+b"));
+    EXPECT_FALSE(streamio_is_bin("r;d=debugio"));
+    EXPECT_FALSE(streamio_is_read(nullptr));
+    EXPECT_FALSE(streamio_is_bin(nullptr));
+}
+
+TEST_F(StreamLayer, ExtendedAttributeErrors) {
+    write_file("attr.txt", "x");
+    EXPECT_EQ(
+        error_of([] { xfopen("attr.txt", "r;"); })
+            .rfind("unexpected eos in extended mode attribute (r;) (from streamio_layer_test.cpp(",
+                   0),
+        0u);
+    EXPECT_NE(error_of([] { xfopen("attr.txt", "r;b"); }).find("unexpected eos"),
+              std::string::npos);
+    EXPECT_NE(error_of([] { xfopen("attr.txt", "r;bx"); }).find("unexpected eos"),
+              std::string::npos);
+    EXPECT_EQ(error_of([] {
+                  xfopen("attr.txt", "r;x=1");
+              }).rfind("Invalid extended attribute 'x' for file(attr.txt) (from ", 0),
+              0u);
+    EXPECT_EQ(error_of([] { xfopen("attr.txt", "r;d=nosuchio"); })
+                  .rfind("Invalid extended attribute 'd' for file(attr.txt) - no such driver IO "
+                         "(nosuchio) (from streamio_layer_test.cpp(",
+                         0),
+              0u);
+    for (const char *size : {"0", "x", "", "-1", "5000000000", "99999999999999999999999"}) {
+        std::string mode = std::string("r;b=") + size;
+        EXPECT_EQ(error_of([&] {
+                      xfopen("attr.txt", mode.c_str());
+                  }).rfind("invalid buffering size '" + std::string(size) + "' (from ", 0),
+                  0u)
+            << mode;
+    }
+    // A value runs to the end of the whole mode text.
+    EXPECT_NE(error_of([] {
+                  xfopen("attr.txt", "r;b=64;d=stdio");
+              }).find("invalid buffering size '64;d=stdio'"),
+              std::string::npos);
+    EXPECT_FALSE(streamio_otable_isopen("attr.txt")) << "nothing stays open after an error";
+}
+
+TEST_F(StreamLayer, ForcedDriverIsUsedEvenWhenItDeclines) {
+    auto stream = open_stream("anything.bin", "rb;d=nullio");
+    ASSERT_TRUE(stream);
+    EXPECT_EQ(stream->driver, &nullio_driver);
+    EXPECT_TRUE(capture.warned("forced io driver(nullio) failed to access file(anything.bin)"));
+    EXPECT_TRUE(streamio_otable_isopen("anything.bin"));
+}
+
+TEST_F(StreamLayer, ForcedDriverMustSupportThePlainMode) {
+    EXPECT_EQ(error_of([] { xfopen("res.txt", "w;d=resio"); }),
+              "forced io driver(resio) does not support requested mode(w)");
+    EXPECT_EQ(error_of([] { xfopen("res.txt", "a;d=resio"); }),
+              "forced io driver(resio) does not support requested mode(a)");
+}
+
+TEST_F(StreamLayer, FindDriverMatchesWildcardsBothWays) {
+    EXPECT_EQ(streamio_find_driver("saferio"), &saferio_driver);
+    EXPECT_EQ(streamio_find_driver("safer*"), &saferio_driver);
+    EXPECT_EQ(streamio_find_driver("latent-*"), &latent_cacheio_driver);
+    EXPECT_EQ(streamio_find_driver("no-such-io"), nullptr);
+    EXPECT_EQ(streamio_find_driver(nullptr), nullptr);
+}
+
+// ---------------------------------------------------------------------------
+// The open table
+
+TEST_F(StreamLayer, OpeningTwiceIsAnErrorAndReopeningAfterCloseReusesTheSlot) {
+    write_file("twice.txt", "x");
+    auto first = open_stream("twice.txt", "r");
+    ASSERT_TRUE(first);
+    EXPECT_TRUE(streamio_otable_isopen("twice.txt"));
+    EXPECT_EQ(error_of([] { xfopen("twice.txt", "rb"); }),
+              "trying to open file 'twice.txt(rb)' multiple times, previous was 'twice.txt(r)'");
+
+    first.reset();
+    auto again = open_stream("twice.txt", "r");
+    ASSERT_TRUE(again);
+    EXPECT_TRUE(streamio_otable_isopen("twice.txt"));
+    EXPECT_EQ(xfclose(again.release()), 0);
+    EXPECT_FALSE(streamio_otable_isopen("twice.txt"));
+    EXPECT_TRUE(streamio_otable_wasopen("twice.txt"));
+    EXPECT_STREQ(streamio_otable_mode("twice.txt"), "r");
+
+    auto reopened = open_stream("twice.txt", "rb");
+    ASSERT_TRUE(reopened);
+    EXPECT_FALSE(streamio_otable_wasopen("twice.txt"));
+    EXPECT_STREQ(streamio_otable_mode("twice.txt"), "rb");
+    EXPECT_EQ(streamio_otable_mode("never-seen.txt"), nullptr);
+}
+
+// In a child: the 257 names would stay remembered in this process's table.
+TEST(StreamLayerChild, The257thOpenFileIsRefused) {
+    expect_in_child(
+        [] {
+            message_capture capture;
+            std::vector<streamio_stream *> open;
+            for (int index = 0; index < 256; ++index) {
+                std::string name = "many" + std::to_string(index) + ".txt";
+                if (streamio_stream *stream = xfopen(name.c_str(), "w"))
+                    open.push_back(stream);
+            }
+            std::string refused = error_of([] { xfopen("one-too-many.txt", "w"); });
+            std::fprintf(stderr, "[%zu][%s][%d]", open.size(), refused.c_str(),
+                         streamio_otable_isopen("one-too-many.txt"));
+            xfclose(open.back());
+            streamio_stream *now = xfopen("one-too-many.txt", "w");
+            std::fprintf(stderr, "[%s]", now ? "opened" : "refused");
+        },
+        "\\[256\\]\\[ran out of allowed open streams, maximum is 256\\]\\[0\\]\\[opened\\]");
+}
+
+TEST(StreamLayerChild, TheTableRemembersAtMost512Files) {
+    expect_in_child(
+        [] {
+            message_capture capture;
+            std::string last;
+            for (int index = 0; index < 600 && last.empty(); ++index) {
+                std::string name = "remembered" + std::to_string(index) + ".txt";
+                last = error_of([&] { xfclose(xfopen(name.c_str(), "w")); });
+            }
+            std::fprintf(stderr, "[%s]", last.c_str());
+        },
+        "\\[ran out of streams, maximum is 512\\]");
+}
+
+TEST(StreamLayerChild, ExitCheckWarnsAboutStreamsNeverClosed) {
+    expect_in_child(
+        [] {
+            scratch_directory scratch;
+            xwarning = warning_con;
+            xfclose(xfopen("closed.txt", "w"));
+            xfopen("never-closed.txt", "w");
+            xexit(0);
+        },
+        "stream table\\([0-9]+\\) is still linked to 'never-closed.txt' \\(file was never "
+        "closed\\)");
+}
+
+// ---------------------------------------------------------------------------
+// Standard streams
+
+TEST_F(StreamLayer, StandardStreamsOpenOnlyWithTheirMode) {
+    auto out = open_stream("<stdout>", "w");
+    ASSERT_TRUE(out);
+    EXPECT_EQ(out->handle, stdout);
+    EXPECT_EQ(xfprintf(out.get(), "%s", ""), 0);
+    EXPECT_FALSE(streamio_otable_isopen("<stdout>")) << "standard streams are not in the table";
+
+    auto in = open_stream("<stdin>", "r");
+    ASSERT_TRUE(in);
+    EXPECT_EQ(in->handle, stdin);
+    auto err = open_stream("<stderr>", "w");
+    ASSERT_TRUE(err);
+    EXPECT_EQ(err->handle, stderr);
+
+    EXPECT_EQ(error_of([] { xfopen("<stdout>", "a"); })
+                  .rfind("mismatch in standard stream(<stdout>) mode ('a' given, only 'w' is "
+                         "allowed) (from streamio_layer_test.cpp(",
+                         0),
+              0u);
+    EXPECT_NE(error_of([] { xfopen("<stdin>", "w"); }).find("only 'r' is allowed"),
+              std::string::npos);
+    EXPECT_NE(error_of([] { xfopen("<stdout>", "wb"); }).find("('wb' given, only 'w'"),
+              std::string::npos);
+}
+
+TEST_F(StreamLayer, ClosingAStandardStreamReturnsZeroAndWarns) {
+    streamio_stream *out = xfopen("<stdout>", "w");
+    ASSERT_NE(out, nullptr);
+    EXPECT_EQ(xfclose(out), 0);
+    EXPECT_TRUE(capture.warned("file '<stdout>' contains null stream"));
+    EXPECT_NE(std::fputs("", stdout), EOF) << "the standard output stays open";
+}
+
+// ---------------------------------------------------------------------------
+// Registration
+
+struct counting_driver {
+    static inline int offered = 0;
+    static int access(const char *name, const char *) {
+        ++offered;
+        return std::string(name).ends_with(".wonly");
+    }
+    static void *open(const char *name, const char *mode, streamio_stream *) {
+        return std::fopen(name, mode);
+    }
+};
+
+// A write-only driver that takes "*.wonly" files, on top of everything.
+streamio_driver *write_only_driver() {
+    static streamio_driver driver = [] {
+        streamio_driver copy = stdio_driver;
+        copy.next = nullptr;
+        copy.name = "test-write-only-io";
+        copy.comment = "takes *.wonly files";
+        copy.modes = "w";
+        copy.faccess = counting_driver::access;
+        copy.fopen = counting_driver::open;
+        return copy;
+    }();
+    if (!streamio_find_driver(driver.name))
+        streamio_register_driver(&driver);
+    return &driver;
+}
+
+TEST_F(StreamLayer, LaterRegisteredDriverWinsAndPlusModesAreOfferedToAll) {
+    streamio_driver *driver = write_only_driver();
+    EXPECT_EQ(streamio_find_driver("*"), driver) << "the newest driver heads the list";
+
+    auto written = open_stream("first.wonly", "w");
+    ASSERT_TRUE(written);
+    EXPECT_EQ(written->driver, driver);
+    written.reset();
+
+    counting_driver::offered = 0;
+    auto read = open_stream("first.wonly", "r");
+    ASSERT_TRUE(read);
+    EXPECT_EQ(counting_driver::offered, 0) << "'r' is never offered to a write-only driver";
+    EXPECT_EQ(read->driver, &saferio_driver);
+    read.reset();
+
+    auto update = open_stream("first.wonly", "w+");
+    ASSERT_TRUE(update);
+    EXPECT_EQ(counting_driver::offered, 1);
+    EXPECT_EQ(update->driver, driver);
+    update.reset();
+
+    // Offered too, but a driver without 'r' cannot then open it.
+    EXPECT_EQ(error_of([] { xfopen("first.wonly", "r+"); })
+                  .rfind("mode(r+) is not supported by driver(test-write-only-io) for file "
+                         "first.wonly (from streamio_layer_test.cpp(",
+                         0),
+              0u);
+    EXPECT_EQ(counting_driver::offered, 2);
+}
+
+// ";b=" runs to the end of the mode text, so it cannot be combined with
+// ";d="; it works with drivers chosen by their access check.
+TEST_F(StreamLayer, BufferAttributeInstallsABufferWhereTheDriverAllowsIt) {
+    write_only_driver();
+    auto buffered = open_stream("buffered.wonly", "w;b=4096");
+    ASSERT_TRUE(buffered);
+    EXPECT_TRUE(buffered->driver->buffering);
+    EXPECT_NE(buffered->buffer, nullptr);
+    EXPECT_EQ(buffered->buffer_size, 4096u);
+    EXPECT_EQ(xfputs("through the buffer", buffered.get()), 1);
+    EXPECT_EQ(read_file("buffered.wonly"), "") << "fully buffered until closed";
+    EXPECT_EQ(xfclose(buffered.release()), 0);
+    EXPECT_EQ(read_file("buffered.wonly"), "through the buffer");
+
+    auto unbuffered = open_stream("buffered.wonly", "rb;b=65536");
+    ASSERT_TRUE(unbuffered);
+    EXPECT_EQ(unbuffered->driver, &saferio_driver);
+    EXPECT_EQ(unbuffered->buffer, nullptr) << "saferio takes no buffer";
+    EXPECT_EQ(unbuffered->buffer_size, 0u);
+
+    auto standard = open_stream("<stderr>", "w;b=512");
+    ASSERT_TRUE(standard);
+    EXPECT_EQ(standard->buffer, nullptr) << "standard streams keep their own buffering";
+}
+
+TEST_F(StreamLayer, DuplicateRegistrationIsIgnoredWithAWarning) {
+    streamio_driver *head = streamio_find_driver("*");
+    streamio_register_driver(&saferio_driver);
+    EXPECT_TRUE(capture.warned("trying to register duplicate driver 'saferio'"));
+    EXPECT_EQ(streamio_find_driver("*"), head);
+    EXPECT_EQ(saferio_driver.hash, hash_string("saferio"));
+}
+
+TEST_F(StreamLayer, ChangingTheDefaultWarns) {
+    streamio_set_defio(&saferio_driver);
+    EXPECT_TRUE(capture.warned(
+        "changing present default IO driver('saferio'), with new driver('saferio')"));
+}
+
+TEST(StreamLayerChild, HashCollisionIsAnError) {
+    expect_in_child(
+        [] {
+            message_capture capture;
+            static streamio_driver first = saferio_driver, second = saferio_driver;
+            first.name = "plumless"; // the two names share their CRC-32
+            second.name = "buckeroo";
+            streamio_register_driver(&first);
+            std::fprintf(stderr, "[%s]",
+                         error_of([] { streamio_register_driver(&second); }).c_str());
+        },
+        "\\[driver hash collision between 'plumless' and 'buckeroo'\\]");
+}
+
+TEST(StreamLayerChild, FailingInitIsAnError) {
+    expect_in_child(
+        [] {
+            message_capture capture;
+            static streamio_driver failing = nullio_driver;
+            failing.name = "failing-init-io";
+            failing.init = [] { return 0; };
+            std::fprintf(stderr, "[%s]",
+                         error_of([] { streamio_register_driver(&failing); }).c_str());
+        },
+        "\\[failed to initialize streamio driver 'failing-init-io'\\]");
+}
+
+TEST(StreamLayerChild, DriversWithoutModesAreErrors) {
+    expect_in_child(
+        [] {
+            message_capture capture;
+            static streamio_driver modeless = nullio_driver;
+            modeless.name = "modeless-io";
+            modeless.modes = nullptr;
+            streamio_register_driver(&modeless);
+            std::fprintf(stderr, "[%s][%s]",
+                         error_of([] { xfopen("x", "r;d=modeless-io"); }).c_str(),
+                         error_of([] { xfopen("x", "r"); }).c_str());
+        },
+        "\\[forced io driver\\(modeless-io\\) does not support any modes\\]\\[io "
+        "driver\\(modeless-io\\) does not support any modes\\]");
+}
+
+TEST(StreamLayerListing, ListsEveryDriverWithItsFacts) {
+    testing::internal::CaptureStdout();
+    streamio_list_drivers();
+    std::string listing = testing::internal::GetCapturedStdout();
+    char hash[64];
+    std::snprintf(hash, sizeof hash, "\tdriver hash : 0x%08lx\n",
+                  static_cast<unsigned long>(hash_string("resio")));
+    EXPECT_NE(listing.find("\nstreamio driver(0)\n"), std::string::npos);
+    EXPECT_NE(listing.find("\tname        : resio\n"
+                           "\tversion     : 1.0 alpha\n"
+                           "\tsource file : ./src/file/streamio/resio.c\n"
+                           "\tcomments    : resource manager streamio\n"
+                           "\tread-mode   : available\n"
+                           "\twrite-mode  : not available\n"
+                           "\tappend-mode : not available\n"
+                           "\tbuffering   : allowed\n" +
+                           std::string(hash)),
+              std::string::npos);
+    EXPECT_NE(listing.find("\tcomments    : safer streams (explicit error detection)\n"
+                           "\tread-mode   : available\n"
+                           "\twrite-mode  : available\n"
+                           "\tappend-mode : available\n"
+                           "\tbuffering   : not allowed\n"),
+              std::string::npos);
+    // Newest first: the cache drivers come before "saferio", "nullio" near the end.
+    EXPECT_LT(listing.find("name        : latent-cacheio"), listing.find("name        : saferio"));
+    EXPECT_LT(listing.find("name        : saferio"), listing.find("name        : nullio"));
+}
+
+// ---------------------------------------------------------------------------
+// Backups
+
+// The backup folder as the configuration resolves it, created when it is a
+// plain relative folder (while no configuration is active it is literally
+// "$path.bak$" in the current directory).
+std::string backup_folder() {
+    std::unique_ptr<char, void (*)(char *)> folder(config_alias("$path.bak$"),
+                                                   [](char *text) { xfree(text); });
+    std::filesystem::create_directories(folder.get());
+    return folder.get();
+}
+
+TEST_F(StreamLayer, BackupCopiesTheFileUnderTheBackupFolder) {
+    std::string folder = backup_folder();
+    std::string contents("line one\n\0binary\xff", 17);
+    write_file("precious.dat", contents);
+    EXPECT_EQ(streamio_backup("precious.dat"), 1);
+    EXPECT_EQ(read_file(folder + "/precious.dat"), contents);
+    EXPECT_TRUE(capture.said("backing up file 'precious.dat' to '" + folder + "/precious.dat'"));
+
+    std::filesystem::create_directories("sub");
+    write_file("sub/nested.dat", "n");
+    EXPECT_EQ(streamio_backup("sub/nested.dat"), 1);
+    EXPECT_EQ(read_file(folder + "/nested.dat"), "n") << "only the base name is kept";
+}
+
+TEST_F(StreamLayer, BackupFailuresAreErrors) {
+    EXPECT_EQ(error_of([] { streamio_backup("$path.bak$/same.dat"); }),
+              "backup source name ('$path.bak$/same.dat') and target name ('$path.bak$/same.dat') "
+              "do not differ (same file)");
+    backup_folder();
+    EXPECT_EQ(error_of([] { streamio_backup("absent.dat"); }),
+              "failed to open source file 'absent.dat' for backup");
+    EXPECT_NE(streamio_backup_quiet("absent.dat"), nullptr);
+    EXPECT_EQ(error_of([] { streamio_backup(nullptr); }), "xassert(name) failed");
+}
+
+TEST_F(StreamLayer, BackupWithoutItsFolderFails) {
+    if (config_active())
+        GTEST_SKIP() << "the configured backup folder exists";
+    write_file("orphan.dat", "o");
+    EXPECT_EQ(error_of([] { streamio_backup("orphan.dat"); }),
+              "failed to open target file '$path.bak$/orphan.dat' for backup");
+}
+
+// ---------------------------------------------------------------------------
+// Wrappers
+
+TEST_F(StreamLayer, WrappersRefuseANullStream) {
+    char text[8];
+    EXPECT_EQ(xfgetc(nullptr), EOF);
+    EXPECT_EQ(xfputc('a', nullptr), EOF);
+    EXPECT_EQ(xfread(text, 1, 8, nullptr), 0u);
+    EXPECT_EQ(xfwrite(text, 1, 8, nullptr), 0u);
+    EXPECT_EQ(xfgets(text, 8, nullptr), nullptr);
+    EXPECT_EQ(xfputs("a", nullptr), EOF);
+    EXPECT_EQ(xfseek(nullptr, 0, SEEK_SET), -1);
+    EXPECT_EQ(xftell(nullptr), -1L);
+    EXPECT_EQ(xfflush(nullptr), EOF);
+    EXPECT_EQ(xfprintf(nullptr, "%d", 1), -1);
+    EXPECT_NE(xferror(nullptr), 0);
+    xrewind(nullptr);
+}
+
+} // namespace
