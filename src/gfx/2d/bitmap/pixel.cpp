@@ -4,6 +4,7 @@
 #include "core/progress.h"
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/color.h"
+#include "gfx/2d/bitmap/effects/bitmapfx.h"
 
 #include <bit>
 #include <cstdio>
@@ -41,12 +42,14 @@ void point_at(const bitmap *image, pixeldata *cursor, std::size_t index) {
     cursor->bits32 = reinterpret_cast<std::uint32_t *>(base + index * 4);
 }
 
-// The quantiser that reduces a true-colour picture to a palette belongs to
-// the effect framework.
+// Choosing a palette is the quantising effect's job; the framework's simple
+// call runs it on a copy and hands back a new 8-bpp bitmap with a colormap.
+// A missing "quant.fast" driver is reported by the framework's lookup.
 bitmap *reduce_to_palette(const bitmap *truecolor) {
-    XWARNING("no colour quantiser available to reduce bitmap '%s' from %d to 8 bpp",
-             bitmap_get_name(truecolor), truecolor->bpp);
-    return nullptr;
+    bitmapfx_driver *quantiser = bitmapfx_get_driver("quant.fast");
+    if (!quantiser)
+        return nullptr;
+    return bitmapfx_simple(quantiser, truecolor);
 }
 
 bitmap *upgrade_to_palette(const bitmap *source) {
