@@ -312,9 +312,11 @@ std::uint32_t ham_row(const std::uint32_t *indices, std::uint32_t width, unsigne
                       const std::vector<colour> &palette, std::uint8_t *out) {
     unsigned value_bits = planes - 2;
     unsigned value_mask = (1u << value_bits) - 1;
-    // A value of fewer than 8 bits is repeated into the low bits.
-    auto widen = [&](unsigned v) {
-        return static_cast<std::uint8_t>(value_bits == 4 ? (v << 4) | v : (v << 2) | (v >> 4));
+    // As the display hardware does, a value replaces the channel's top bits
+    // and the bits below them stay as they were.
+    unsigned low_mask = (1u << (8 - value_bits)) - 1;
+    auto modify = [&](std::uint8_t &channel, unsigned v) {
+        channel = static_cast<std::uint8_t>((v << (8 - value_bits)) | (channel & low_mask));
     };
     colour current = palette[0];
     for (std::uint32_t x = 0; x < width; ++x) {
@@ -326,13 +328,13 @@ std::uint32_t ham_row(const std::uint32_t *indices, std::uint32_t width, unsigne
             current = palette[value];
             break;
         case 1:
-            current.b = widen(value);
+            modify(current.b, value);
             break;
         case 2:
-            current.r = widen(value);
+            modify(current.r, value);
             break;
         default:
-            current.g = widen(value);
+            modify(current.g, value);
             break;
         }
         *out++ = current.r;
