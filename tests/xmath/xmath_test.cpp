@@ -1,4 +1,3 @@
-#include "core/memio/memio.h"
 #include "xmath/xmath.h"
 
 #include <gtest/gtest.h>
@@ -58,14 +57,6 @@ TEST(XmathFastSqrt, RelativeErrorStaysBelowFourTenthsOfAPercent) {
             }
     EXPECT_LT(worst, 0.004);
     EXPECT_GT(worst, 0.003); // the precision really is limited, not refined
-}
-
-TEST(XmathFastSqrt, TableIsOneTrackedBlockBuiltOnce) {
-    xmath_fast_sqrt(9.0f);
-    const std::size_t held = memio_blocks_held();
-    for (int i = 0; i < 100; ++i)
-        xmath_fast_sqrt(static_cast<float>(i));
-    EXPECT_EQ(memio_blocks_held(), held);
 }
 
 TEST(XmathFastAtan, PolynomialValues) {
