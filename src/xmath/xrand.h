@@ -30,8 +30,10 @@ void *xrandom_initstate(std::uint32_t seed, void *buffer, int bytes);
 
 // Switches to a state buffer made earlier by `xrandom_initstate` (or returned
 // by either function), continuing where it stopped.  A corrupted packed word
-// is an error; when the error channel returns, the buffer is used with the
-// previous type.  Returns the previous state buffer.
+// (a negative type, or a rear position outside the table) is an error; when
+// the error channel returns, the buffer is still used, with the previous type
+// or with the taps at their start.  Returns the previous state buffer (null
+// for a null or misaligned buffer, which is refused).
 void *xrandom_setstate(void *buffer);
 
 // Seeds the current state at start-up: from the process id, time and
