@@ -16,8 +16,14 @@
 inline void config_test_register_streams() {
     if (streamio_find_driver("saferio"))
         return;
-    streamio_register_driver(&stdio_driver);
-    streamio_register_driver(&saferio_driver);
+    streamio_driver *order[] = {
+        &nullio_driver,         &debugio_driver,  &secureio_driver,   &httpio_driver,
+        &ftpio_driver,          &telnetio_driver, &platformio_driver, &stdio_driver,
+        &safeio_driver,         &saferio_driver,  &resio_driver,      &single_file_cacheio_driver,
+        &latent_cacheio_driver,
+    };
+    for (streamio_driver *driver : order)
+        streamio_register_driver(driver);
     streamio_set_defio(&saferio_driver);
 }
 
