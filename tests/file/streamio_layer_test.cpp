@@ -215,6 +215,33 @@ TEST_F(StreamLayer, FindDriverMatchesWildcardsBothWays) {
     EXPECT_EQ(streamio_find_driver(nullptr), nullptr);
 }
 
+// Mode texts come from callers and configuration files: whatever they hold,
+// an open either fails with a message or gives a stream that closes.
+TEST_F(StreamLayer, ArbitraryModeTextsNeverCrash) {
+    const char alphabet[] = "rwab+t;=dbx09*?-";
+    const char *names[] = {"fuzz.txt", "<stdout>", "<stdin>", "fuzz dir/none.txt"};
+    unsigned state = 12345;
+    auto next = [&state] { return (state = state * 1103515245u + 12345u) >> 16; };
+    write_file("fuzz.txt", "contents");
+    for (int round = 0; round < 3000; ++round) {
+        std::string mode;
+        for (unsigned length = next() % 12; length > 0; --length)
+            mode += alphabet[next() % (sizeof alphabet - 1)];
+        if (round % 7 == 0)
+            mode = std::string("r+;d=") + (round % 2 ? "*cache*" : "saf*");
+        const char *name = names[next() % 4];
+        streamio_stream *stream = nullptr;
+        error_of([&] { stream = xfopen(name, mode.c_str()); });
+        if (stream) {
+            char byte;
+            if (stream->handle != stdin) // a terminal would wait for a key
+                xfread(&byte, 1, 1, stream);
+            error_of([&] { xfclose(stream); });
+        }
+        ASSERT_FALSE(streamio_otable_isopen(name)) << name << " " << mode;
+    }
+}
+
 // ---------------------------------------------------------------------------
 // The open table
 
