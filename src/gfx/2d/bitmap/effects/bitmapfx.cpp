@@ -47,6 +47,8 @@ int scan_fields(const char *text, const char *form, double *reals, long long *in
         while (std::isspace(static_cast<unsigned char>(*at)))
             ++at;
     };
+    // Blanks before the first field are forgiven too: hand-edited presets pad.
+    skip_space();
     for (const char *f = form; *f;) {
         if (*f == ' ') {
             skip_space();

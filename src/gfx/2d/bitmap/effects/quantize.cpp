@@ -63,13 +63,14 @@ class exact_cache {
         std::size_t slot = (static_cast<std::uint32_t>(colour) * 2654435761u) >> 16;
         if (key_[slot] != colour) {
             key_[slot] = colour;
-            index_[slot] = search_.nearest(r, g, b);
+            index_[slot] = last_ = search_.nearest(r, g, b, last_);
         }
         return index_[slot];
     }
 
   private:
     const quant_search &search_;
+    int last_ = -1; // the previous answer: neighbouring pixels are alike
     std::vector<int> key_;
     std::vector<int> index_;
 };
@@ -172,11 +173,21 @@ bool quant_exact_palette(const bitmap *image, int max_colors, quant_palette &pal
     return fits;
 }
 
-quant_search::quant_search(const quant_palette &palette) : first_(767) {
+namespace {
+
+int distance(const quant_rgb &c, int r, int g, int b) {
+    const int dr = c.r - r, dg = c.g - g, db = c.b - b;
+    return dr * dr + dg * dg + db * db;
+}
+
+} // namespace
+
+quant_search::quant_search(const quant_palette &palette) : palette_(palette), first_(767) {
+    const int count = static_cast<int>(palette.size());
     sorted_.reserve(palette.size());
-    for (std::size_t i = 0; i < palette.size(); ++i) {
+    for (int i = 0; i < count; ++i) {
         const quant_rgb &c = palette[i];
-        sorted_.push_back({c.r + c.g + c.b, c.r, c.g, c.b, static_cast<int>(i)});
+        sorted_.push_back({c.r + c.g + c.b, c.r, c.g, c.b, i});
     }
     std::sort(sorted_.begin(), sorted_.end(), [](const entry &a, const entry &b) {
         return a.sum != b.sum ? a.sum < b.sum : a.index < b.index;
@@ -187,32 +198,67 @@ quant_search::quant_search(const quant_palette &palette) : first_(767) {
             ++position;
         first_[s] = static_cast<int>(position);
     }
+    neighbours_.resize(palette.size());
+    for (int i = 0; i < count; ++i) {
+        std::vector<neighbour> &list = neighbours_[i];
+        list.reserve(palette.size());
+        for (int j = 0; j < count; ++j)
+            list.push_back({distance(palette[j], palette[i].r, palette[i].g, palette[i].b), j});
+        std::sort(list.begin(), list.end(), [](const neighbour &a, const neighbour &b) {
+            return a.distance != b.distance ? a.distance < b.distance : a.index < b.index;
+        });
+    }
 }
 
-int quant_search::nearest(int r, int g, int b) const {
+int quant_search::nearest(int r, int g, int b, int hint) const {
     if (sorted_.empty())
         return 0;
+    if (hint >= 0 && hint < static_cast<int>(palette_.size()))
+        return search_near(r, g, b, hint);
+    return search_by_sum(r, g, b);
+}
+
+int quant_search::search_near(int r, int g, int b, int hint) const {
+    const int to_hint = distance(palette_[hint], r, g, b);
+    int best = to_hint, best_index = hint;
+    // An entry c can only be as near as the best when
+    // |c - hint| <= |query - hint| + |best| <= 2 |query - hint|, that is
+    // |c - hint|^2 <= 4 |query - hint|^2; the list is sorted by that distance.
+    const long long reach = 4LL * to_hint;
+    for (const neighbour &n : neighbours_[hint]) {
+        if (n.distance > reach)
+            break;
+        const int d = distance(palette_[n.index], r, g, b);
+        if (d < best || (d == best && n.index < best_index)) {
+            best = d;
+            best_index = n.index;
+        }
+    }
+    return best_index;
+}
+
+int quant_search::search_by_sum(int r, int g, int b) const {
     const int sum = r + g + b;
     const int count = static_cast<int>(sorted_.size());
     int best = std::numeric_limits<int>::max();
     int best_index = 0;
-    // |d|^2 >= (difference of sums)^2 / 3, so a side is done once that
-    // bound reaches the best distance found.
     auto consider = [&](const entry &e) {
-        int dr = e.r - r, dg = e.g - g, db = e.b - b;
-        int distance = dr * dr + dg * dg + db * db;
-        if (distance < best || (distance == best && e.index < best_index)) {
-            best = distance;
+        const int dr = e.r - r, dg = e.g - g, db = e.b - b;
+        const int d = dr * dr + dg * dg + db * db;
+        if (d < best || (d == best && e.index < best_index)) {
+            best = d;
             best_index = e.index;
         }
     };
+    // |d|^2 >= (difference of sums)^2 / 3, so a side is done once that bound
+    // exceeds the best distance found (a tie may still win on its index).
     int up = first_[std::clamp(sum, 0, 766)];
     int down = up - 1;
     bool up_open = up < count, down_open = down >= 0;
     while (up_open || down_open) {
         if (up_open) {
             const entry &e = sorted_[up];
-            long long ds = e.sum - sum;
+            const long long ds = e.sum - sum;
             if (ds * ds > 3LL * best) {
                 up_open = false;
             } else {
@@ -222,7 +268,7 @@ int quant_search::nearest(int r, int g, int b) const {
         }
         if (down_open) {
             const entry &e = sorted_[down];
-            long long ds = sum - e.sum;
+            const long long ds = sum - e.sum;
             if (ds * ds > 3LL * best) {
                 down_open = false;
             } else {

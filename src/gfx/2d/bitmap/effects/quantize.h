@@ -37,20 +37,35 @@ std::vector<quant_cell> quant_histogram(const bitmap *image, int bits);
 // at most `max_colors` of them; false (palette left empty) otherwise.
 bool quant_exact_palette(const bitmap *image, int max_colors, quant_palette &palette);
 
-// Nearest palette entry by squared RGB distance.  Entries are searched in
-// order of their channel sum outward from the query's, which bounds the
-// distance still possible and stops the search early.
+// Nearest palette entry by squared RGB distance; on equal distances the
+// lower index wins, so the answer never depends on how it was found.
+//
+// Without a hint, entries are searched in order of their channel sum outward
+// from the query's: the difference of sums bounds the distance still
+// possible.  With a hint (an index likely to be near, such as the previous
+// answer for the same colour or the neighbouring pixel's), only the hint's
+// neighbours closer than twice the query's distance to it can win (triangle
+// inequality), and they are kept sorted by that distance.
 class quant_search {
   public:
     explicit quant_search(const quant_palette &palette);
-    int nearest(int r, int g, int b) const;
+    int nearest(int r, int g, int b, int hint = -1) const;
 
   private:
     struct entry {
         int sum, r, g, b, index;
     };
+    struct neighbour {
+        int distance; // squared distance between the two entries
+        int index;
+    };
+    int search_by_sum(int r, int g, int b) const;
+    int search_near(int r, int g, int b, int hint) const;
+
+    quant_palette palette_;
     std::vector<entry> sorted_;
     std::vector<int> first_; // first sorted position with sum >= s, for s = 0..766
+    std::vector<std::vector<neighbour>> neighbours_; // per index, nearest first
 };
 
 enum class quant_lookup {

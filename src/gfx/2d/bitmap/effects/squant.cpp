@@ -3,6 +3,7 @@
 // histogram until no cell changes its colour, with exact nearest-colour
 // mapping of every pixel.
 #include "core/dtype.h"
+#include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
 #include "gfx/2d/bitmap/effects/bitmapfx_drivers.h"
 #include "gfx/2d/bitmap/effects/quantize.h"
@@ -19,13 +20,15 @@ std::int32_t max_colors = 256;
 std::int32_t dither = 0;
 
 // A bound on the k-means passes; in practice they settle well before it.
-constexpr int refinement_passes = 24;
+constexpr int refinement_passes = 32;
 
 // ---------------------------------------------------------------------------
 // The colour cube cut.  Moments are kept cumulatively over a 33^3 grid whose
 // index 0 is an empty border, so the sum over any box is eight lookups.
 
-constexpr int side = 33;
+constexpr int bits = 5;
+constexpr int cells_per_axis = 1 << bits;
+constexpr int side = cells_per_axis + 1;
 
 enum axis { red, green, blue };
 
@@ -46,11 +49,11 @@ struct cube {
 
 moments cumulative_moments(const bitmap *source) {
     moments m;
-    std::vector<quant_cell> cells = quant_histogram(source, 5);
-    for (int r = 0; r < 32; ++r)
-        for (int g = 0; g < 32; ++g)
-            for (int b = 0; b < 32; ++b) {
-                const quant_cell &c = cells[(r << 10) | (g << 5) | b];
+    std::vector<quant_cell> cells = quant_histogram(source, bits);
+    for (int r = 0; r < cells_per_axis; ++r)
+        for (int g = 0; g < cells_per_axis; ++g)
+            for (int b = 0; b < cells_per_axis; ++b) {
+                const quant_cell &c = cells[(r << (2 * bits)) | (g << bits) | b];
                 const int i = at(r + 1, g + 1, b + 1);
                 m.weight[i] = static_cast<std::int64_t>(c.count);
                 m.r[i] = static_cast<std::int64_t>(c.r);
@@ -198,7 +201,7 @@ int cells_in(const cube &c) {
 
 quant_palette cube_cut(const bitmap *source, int colors) {
     const moments m = cumulative_moments(source);
-    std::vector<cube> cubes{{0, 32, 0, 32, 0, 32}};
+    std::vector<cube> cubes{{0, cells_per_axis, 0, cells_per_axis, 0, cells_per_axis}};
     std::vector<double> spread{0.0};
     std::size_t next = 0;
     while (static_cast<int>(cubes.size()) < colors) {
@@ -229,40 +232,58 @@ quant_palette cube_cut(const bitmap *source, int colors) {
 }
 
 // ---------------------------------------------------------------------------
-// k-means refinement over the populated cells of a 6-bit histogram: each
-// cell goes to its nearest palette colour, each colour moves to the mean of
-// its pixels, until the assignment settles.
+// k-means refinement over the picture's distinct colours: each colour goes
+// to its nearest palette entry, each entry moves to the mean of its pixels,
+// until the assignment settles.  With exact colours as the points this is
+// the mapping error itself that every pass lowers.
+
+struct colour_point {
+    int colour[3];
+    std::uint64_t count;
+};
+
+std::vector<colour_point> distinct_colours(const bitmap *source) {
+    const std::size_t pixels = static_cast<std::size_t>(source->xsize) * source->ysize;
+    const int channels = source->bpp / 8;
+    std::vector<std::uint32_t> keys(pixels);
+    const std::uint8_t *at = source->bits;
+    for (std::size_t i = 0; i < pixels; ++i, at += channels)
+        keys[i] = (static_cast<std::uint32_t>(at[0]) << 16) | (at[1] << 8) | at[2];
+    std::sort(keys.begin(), keys.end());
+    std::vector<colour_point> points;
+    for (std::size_t i = 0; i < pixels;) {
+        std::size_t j = i;
+        while (j < pixels && keys[j] == keys[i])
+            ++j;
+        const std::uint32_t k = keys[i];
+        points.push_back({{static_cast<int>(k >> 16), static_cast<int>((k >> 8) & 0xFF),
+                           static_cast<int>(k & 0xFF)},
+                          j - i});
+        i = j;
+    }
+    return points;
+}
 
 quant_palette refine(const bitmap *source, quant_palette palette) {
-    struct point {
-        int colour[3];
-        const quant_cell *cell;
-    };
-    const std::vector<quant_cell> cells = quant_histogram(source, 6);
-    std::vector<point> points;
-    for (const quant_cell &c : cells) {
-        if (!c.count)
-            continue;
-        auto mean = [&](std::uint64_t sum) {
-            return static_cast<int>((sum + c.count / 2) / c.count);
-        };
-        points.push_back({{mean(c.r), mean(c.g), mean(c.b)}, &c});
-    }
+    const std::vector<colour_point> points = distinct_colours(source);
     std::vector<int> owner(points.size(), -1);
     for (int pass = 0; pass < refinement_passes; ++pass) {
         const quant_search search(palette);
         std::vector<quant_cell> sums(palette.size());
         bool changed = false;
         for (std::size_t i = 0; i < points.size(); ++i) {
-            const point &p = points[i];
-            int k = search.nearest(p.colour[0], p.colour[1], p.colour[2]);
+            const colour_point &p = points[i];
+            // Colours come sorted, so the previous one's entry is a good
+            // first guess before a colour has its own.
+            const int hint = owner[i] >= 0 ? owner[i] : (i ? owner[i - 1] : -1);
+            int k = search.nearest(p.colour[0], p.colour[1], p.colour[2], hint);
             changed |= owner[i] != k;
             owner[i] = k;
             quant_cell &s = sums[k];
-            s.count += p.cell->count;
-            s.r += p.cell->r;
-            s.g += p.cell->g;
-            s.b += p.cell->b;
+            s.count += p.count;
+            s.r += p.count * p.colour[0];
+            s.g += p.count * p.colour[1];
+            s.b += p.count * p.colour[2];
         }
         if (!changed)
             break;

@@ -1,0 +1,104 @@
+// Helpers shared by the effect tests: driver registration once per program,
+// owned bitmaps, seeded random numbers and small test pictures.
+#pragma once
+
+#include "gfx/2d/bitmap/bitmap.h"
+#include "gfx/2d/bitmap/effects/bitmapfx.h"
+#include "gfx/2d/bitmap/effects/bitmapfx_drivers.h"
+#include "gfx/2d/bitmap/pixel.h"
+#include "xmath/xrand.h"
+
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace fxtest {
+
+struct kill_bitmap {
+    void operator()(bitmap *image) const { bitmap_kill(image); }
+};
+using owned = std::unique_ptr<bitmap, kill_bitmap>;
+
+// Registers a driver unless one of that name is there already (other test
+// files of the program may have registered it first).
+inline void ensure_registered(bitmapfx_driver *driver) {
+    for (bitmapfx_driver *d = bitmapfx_first_driver(); d; d = d->next)
+        if (d == driver)
+            return;
+    if (!bitmapfx_find_driver(driver->name))
+        bitmapfx_register_driver(driver);
+}
+
+inline void register_library_effects() {
+    ensure_registered(&bitmapfx_quant_fast_driver);
+    ensure_registered(&bitmapfx_quant_slow_driver);
+    ensure_registered(&bitmapfx_plasma_standard_driver);
+}
+
+// Runs the generator from its own state seeded with `seed` while it lives.
+class seeded_random {
+  public:
+    explicit seeded_random(std::uint32_t seed) : words_(64) {
+        previous_ = xrandom_initstate(seed, words_.data(), static_cast<int>(words_.size() * 4));
+    }
+    ~seeded_random() { xrandom_setstate(previous_); }
+    seeded_random(const seeded_random &) = delete;
+    seeded_random &operator=(const seeded_random &) = delete;
+
+  private:
+    std::vector<std::uint32_t> words_;
+    void *previous_;
+};
+
+inline void put_rgb(bitmap *image, int x, int y, int r, int g, int b) {
+    std::uint8_t *p = bitmap_boffset(image, x, y);
+    p[0] = static_cast<std::uint8_t>(r);
+    p[1] = static_cast<std::uint8_t>(g);
+    p[2] = static_cast<std::uint8_t>(b);
+}
+
+// A smooth two-way colour gradient.
+inline bitmap *gradient(int width, int height, int bpp = 24) {
+    bitmap *image = bitmap_alloc2(width, height, bpp);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            put_rgb(image, x, y, x * 255 / (width - 1), y * 255 / (height - 1),
+                    255 - (x + y) * 255 / (width + height - 2));
+    return image;
+}
+
+// Something like a photograph: soft shapes of colour under grain.  The
+// grain comes from a fixed linear congruential sequence, not from the
+// program's generator, so the picture never depends on other tests.
+inline bitmap *photo_like(int width, int height, int bpp = 24) {
+    bitmap *image = bitmap_alloc2(width, height, bpp);
+    std::uint32_t state = 12345u;
+    auto grain = [&state] {
+        state = state * 1664525u + 1013904223u;
+        return static_cast<int>((state >> 24) % 25) - 12;
+    };
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            double u = static_cast<double>(x) / width, v = static_cast<double>(y) / height;
+            double r = 128 + 100 * std::sin(6.0 * u + 1.0) * std::cos(4.0 * v);
+            double g = 110 + 90 * std::sin(3.0 * v + 5.0 * u * v);
+            double b = 140 + 80 * std::cos(7.0 * u - 2.0 * v);
+            auto level = [&](double value) {
+                int n = static_cast<int>(value) + grain();
+                return n < 0 ? 0 : (n > 255 ? 255 : n);
+            };
+            put_rgb(image, x, y, level(r), level(g), level(b));
+        }
+    return image;
+}
+
+// Plasma clouds of a fixed seed over a black picture.
+inline bitmap *plasma_picture(int width, int height, std::uint32_t seed = 7u) {
+    register_library_effects();
+    seeded_random random(seed);
+    owned black(bitmap_alloc2(width, height, 24));
+    return bitmapfx_simple(&bitmapfx_plasma_standard_driver, black.get());
+}
+
+} // namespace fxtest
