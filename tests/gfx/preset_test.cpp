@@ -1,0 +1,445 @@
+// Effect presets (saving, loading, every consistency check) and meta commands.
+#include "bitmapfx_test_util.h"
+
+#include "core/hash.h"
+#include "core/memio/memio.h"
+#include "file/config.h"
+#include "file/config_test_setup.h"
+#include "gfx/2d/bitmap/bitmapio.h"
+#include "gfx/2d/bitmap/effects/bitmapfx_preset.h"
+#include "platform/linux/gcc/desktop/system.h"
+#include "support/capture.h"
+#include "support/scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using fxtest::owned;
+
+namespace {
+
+std::int32_t level = 3;
+double scale = 0.1;
+rgbscalar tint = {0.25, 0.5, 1.0};
+rgbpack mark = {1, 2, 3};
+std::uint32_t key_pixel = 0xFF00FF00u;
+std::int32_t smooth = 1;
+char title[4096] = "a title with blanks";
+std::int32_t hidden = 9;
+
+bitmapfx_parameter parameters[] = {
+    BITMAPFX_SOURCE_BITMAP,
+    BITMAPFX_TARGET_BITMAP,
+    {.key = "level",
+     .help = "a level",
+     .procedures = nullptr,
+     .flags = 0,
+     .type = 5,
+     .size = 4,
+     .value = &level,
+     .write_flag = 0},
+    {.key = "scale",
+     .help = nullptr,
+     .procedures = nullptr,
+     .flags = 0,
+     .type = 10,
+     .size = 8,
+     .value = &scale,
+     .write_flag = 0},
+    {.key = "tint",
+     .help = "colour of the tint",
+     .procedures = nullptr,
+     .flags = 0,
+     .type = BITMAPFX_TYPE_RGBSCALAR,
+     .size = 24,
+     .value = &tint,
+     .write_flag = 0},
+    {.key = "mark",
+     .help = nullptr,
+     .procedures = nullptr,
+     .flags = 0,
+     .type = BITMAPFX_TYPE_RGBPACK,
+     .size = 3,
+     .value = &mark,
+     .write_flag = 0},
+    {.key = "key pixel",
+     .help = nullptr,
+     .procedures = nullptr,
+     .flags = 0,
+     .type = BITMAPFX_TYPE_PIXEL,
+     .size = 4,
+     .value = &key_pixel,
+     .write_flag = 0},
+    {.key = "smooth",
+     .help = nullptr,
+     .procedures = nullptr,
+     .flags = 0,
+     .type = 12,
+     .size = 4,
+     .value = &smooth,
+     .write_flag = 0},
+    {.key = "title",
+     .help = nullptr,
+     .procedures = nullptr,
+     .flags = 0,
+     .type = 13,
+     .size = 4096,
+     .value = title,
+     .write_flag = 0},
+    {.key = "hidden",
+     .help = nullptr,
+     .procedures = nullptr,
+     .flags = BITMAPFX_NOT_STORABLE,
+     .type = 5,
+     .size = 4,
+     .value = &hidden,
+     .write_flag = 0},
+    BITMAPFX_PARAMETER_END,
+};
+
+void *do_nothing(bitmapfx_driver *) {
+    return nullptr;
+}
+const bitmapfx_procedure procedures[] = {{"fx", "run the effect", do_nothing},
+                                         {nullptr, nullptr, nullptr}};
+const char *const supported[] = {"in*", "out*", nullptr};
+
+bitmapfx_driver tuned = {
+    .next = nullptr,
+    .hash = 0,
+    .name = "test.preset",
+    .file = "./tests/gfx/preset.c",
+    .preset = "$path.presets$/test-preset.preset",
+    .comment = "keeps values of every type",
+    .supported = supported,
+    .param_list = parameters,
+    .proc_list = procedures,
+};
+
+void defaults() {
+    level = 3;
+    scale = 0.1;
+    tint = {0.25, 0.5, 1.0};
+    mark = {1, 2, 3};
+    key_pixel = 0xFF00FF00u;
+    smooth = 1;
+    std::strcpy(title, "a title with blanks");
+    hidden = 9;
+}
+
+void scramble() {
+    level = -40;
+    scale = 1e300;
+    tint = {0, 0, 0};
+    mark = {9, 9, 9};
+    key_pixel = 0;
+    smooth = 0;
+    std::strcpy(title, "changed");
+    hidden = 1;
+}
+
+std::string replace(std::string text, const std::string &from, const std::string &to) {
+    std::size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    if (at != std::string::npos)
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+std::vector<std::string> lines_of(const std::string &text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+class Preset : public testing::Test {
+  protected:
+    void SetUp() override {
+        config_test_register_streams();
+        fxtest::register_library_effects();
+        fxtest::ensure_registered(&tuned);
+        defaults();
+        ASSERT_EQ(bitmapfx_save_preset(&tuned, "saved.preset"), nullptr);
+        saved = read_file("saved.preset");
+    }
+    void TearDown() override { defaults(); }
+
+    // Loads `text` as "edited.preset"; the failure text (null on success).
+    const char *load_text(const std::string &text) {
+        write_file("edited.preset", text);
+        return bitmapfx_load_preset("edited.preset");
+    }
+    // The error raised by loading `text`.
+    std::string load_error(const std::string &text) {
+        std::string error = error_of([&] { load_text(text); });
+        EXPECT_FALSE(streamio_otable_isopen("edited.preset")) << error;
+        return error;
+    }
+
+    scratch_directory scratch;
+    message_capture capture;
+    std::string saved;
+};
+
+} // namespace
+
+TEST_F(Preset, SavedAndLoadedBackChangesNoValue) {
+    owned image(bitmap_alloc2(2, 2, 24));
+    bitmapfx_talk(&tuned, "source_bitmap", image.get());
+    scramble();
+    ASSERT_EQ(bitmapfx_load_preset("saved.preset"), nullptr);
+    EXPECT_EQ(level, 3);
+    EXPECT_EQ(scale, 0.1);
+    EXPECT_EQ(tint.g, 0.5);
+    EXPECT_EQ(mark.b, 3);
+    EXPECT_EQ(key_pixel, 0xFF00FF00u);
+    EXPECT_EQ(smooth, 1);
+    EXPECT_STREQ(title, "a title with blanks");
+    // Not storable, and the bitmap has no storage: neither is set.
+    EXPECT_EQ(hidden, 1);
+    EXPECT_EQ(bitmapfx_talk(&tuned, "source_bitmap", nullptr), image.get());
+    bitmapfx_talk_raw(&tuned, "source_bitmap", nullptr);
+    parameters[0].value = nullptr;
+
+    // Saving the loaded values again gives the same file, but for the time.
+    hidden = 9;
+    ASSERT_EQ(bitmapfx_save_preset(&tuned, "again.preset"), nullptr);
+    std::vector<std::string> first = lines_of(saved), second = lines_of(read_file("again.preset"));
+    ASSERT_EQ(first.size(), second.size());
+    for (std::size_t i = 2; i < first.size(); ++i)
+        EXPECT_EQ(first[i], second[i]);
+    EXPECT_FALSE(capture.warned("mismatch"));
+}
+
+TEST_F(Preset, FileLayout) {
+    std::vector<std::string> lines = lines_of(saved);
+    ASSERT_GT(lines.size(), 14u);
+    EXPECT_EQ(lines[0], "# preset file for test.preset driver ");
+    EXPECT_EQ(lines[1].rfind("# written on ", 0), 0u);
+    EXPECT_EQ(lines[1].size(), std::strlen("# written on Sat Nov 21 13:48:56 2026 "));
+    EXPECT_EQ(lines[2], std::string("# written on host '") + system_hostname() + "'");
+    char hash[32];
+    std::snprintf(hash, sizeof hash, "0x%08lx", static_cast<unsigned long>(tuned.hash));
+    std::string expected = "\n"
+                           "name     = \"test.preset\" \n"
+                           "file     = \"./tests/gfx/preset.c\" \n"
+                           "preset   = \"$path.presets$/test-preset.preset\" \n"
+                           "comments = \"keeps values of every type\" \n"
+                           "hash     = " +
+                           std::string(hash) +
+                           "\n\n"
+                           "parameters = 10\n"
+                           "\n"
+                           "\tparameter (0) = {\n"
+                           "\t\tflags       = 16\n"
+                           "\t\tkey         = \"source_bitmap\"\n"
+                           "\t\thelp        = \"none\"\n"
+                           "\t\ttype string = \"bitmap\"\n"
+                           "\t\ttype int    = 41103\n"
+                           "\t\tvalue       = \"null\"\n"
+                           "\t\tsize        = 36\n"
+                           "\t\twrite_flag  = false\n"
+                           "} # source_bitmap \n";
+    std::size_t body = saved.find('\n', saved.find("# written on host"));
+    EXPECT_EQ(saved.substr(body + 1, expected.size()), expected);
+    const char *rows[] = {
+        "\tparameter (1) = {\n\t\tflags       = 40\n\t\tkey         = \"target_bitmap\"\n",
+        "\tparameter (2) = {\n\t\tflags       = 0\n\t\tkey         = \"level\"\n"
+        "\t\thelp        = \"a level\"\n\t\ttype string = \"int\"\n\t\ttype int    = 5\n"
+        "\t\tvalue       = \"3\"\n\t\tsize        = 4\n\t\twrite_flag  = true\n} # level \n",
+        "\t\tvalue       = \"0.10000000000000001\"\n",
+        "\t\ttype string = \"rgbscalar\"\n\t\ttype int    = 41071\n"
+        "\t\tvalue       = \"r:0.250000 g:0.500000 b:1.000000\"\n\t\tsize        = 24\n",
+        "\t\tkey         = \"key pixel\"\n",
+        "\t\tvalue       = \"0xff00ff00\"\n",
+        "\t\tvalue       = \"true\"\n",
+        "\t\tvalue       = \"a title with blanks\"\n\t\tsize        = 4096\n",
+        "\t\tflags       = 4\n\t\tkey         = \"hidden\"\n",
+        "} # hidden \n",
+    };
+    for (const char *row : rows)
+        EXPECT_NE(saved.find(row), std::string::npos) << row;
+    EXPECT_EQ(saved.back(), '\n');
+}
+
+TEST_F(Preset, IdentityMismatchesOnlyWarn) {
+    std::string text = replace(saved, "\"./tests/gfx/preset.c\"", "\"./elsewhere.c\"");
+    text = replace(text, "\"$path.presets$/test-preset.preset\"", "\"moved.preset\"");
+    text = replace(text, "\"keeps values of every type\"", "\"old comment\"");
+    text = replace(text, "\"3\"", "\"77\"");
+    EXPECT_EQ(load_text(text), nullptr);
+    EXPECT_TRUE(
+        capture.warned("driver 'test.preset' 'source file' mismatch in preset file "
+                       "'edited.preset' between './elsewhere.c' and './tests/gfx/preset.c'"));
+    EXPECT_TRUE(capture.warned("driver 'test.preset' 'preset' mismatch in preset file "
+                               "'edited.preset' between 'moved.preset' and "
+                               "'$path.presets$/test-preset.preset'"));
+    EXPECT_TRUE(capture.warned("driver 'test.preset' 'comments' mismatch in preset file "
+                               "'edited.preset' between 'old comment' and 'keeps values of every "
+                               "type'"));
+    EXPECT_EQ(level, 77);
+}
+
+TEST_F(Preset, HelpOfAParameterWithoutHelpIsNotCompared) {
+    std::string text = replace(saved, "\"scale\"\n\t\thelp        = \"none\"",
+                               "\"scale\"\n\t\thelp        = \"anything at all\"");
+    text = replace(text, "\"0.10000000000000001\"", "\"0.5\"");
+    EXPECT_EQ(load_text(text), nullptr);
+    EXPECT_EQ(scale, 0.5);
+    EXPECT_FALSE(capture.warned("mismatch"));
+}
+
+TEST_F(Preset, LayoutMismatchesAreErrors) {
+    char wrong_hash[160];
+    std::snprintf(wrong_hash, sizeof wrong_hash,
+                  "driver 'test.preset' 'hash' mismatch in preset file 'edited.preset' between "
+                  "0x12345678 and 0x%08lx",
+                  static_cast<unsigned long>(tuned.hash));
+    char hash[32];
+    std::snprintf(hash, sizeof hash, "0x%08lx", static_cast<unsigned long>(tuned.hash));
+    struct edit {
+        const char *from, *to;
+        std::string error;
+    } edits[] = {
+        {"\"test.preset\"", "\"test.nobody\"",
+         "unknown driver 'test.nobody' in preset file 'edited.preset'"},
+        {hash, "0x12345678", wrong_hash},
+        {"parameters = 10", "parameters = 9",
+         "driver 'test.preset' parameter count mismatch in preset file 'edited.preset' between 9 "
+         "and 10"},
+        {"parameter (3)", "parameter (4)", "driver 'test.preset' parameter 4 is out of sequence"},
+        {"flags       = 40", "flags       = 41",
+         "driver 'test.preset' parameter flags '00000029' mismatch (should be '00000028')"},
+        {"\"level\"", "\"levels\"",
+         "driver 'test.preset' parameter key 'levels' mismatch (should be 'level')"},
+        {"\"a level\"", "\"another level\"",
+         "driver 'test.preset' parameter help 'another level' mismatch (should be 'a level')"},
+        {"type int    = 5", "type int    = 6",
+         "driver 'test.preset' parameter type '6' mismatch (should be '5')"},
+        {"size        = 24", "size        = 32",
+         "driver 'test.preset' parameter size '32' mismatch (should be '24')"},
+        {"write_flag  = true", "write_flag  = false",
+         "driver 'test.preset' parameter write_flag 'false' mismatch (should be 'true')"},
+        {"write_flag  = false", "write_flag  = maybe", "invalid boolean string 'maybe'"},
+        {"\tparameter (2) = {", "\tparameter (2) = [",
+         "expecting '{' instead of '[' (file edited.preset, line 35)"},
+    };
+    for (const edit &e : edits) {
+        scramble();
+        EXPECT_EQ(load_error(replace(saved, e.from, e.to)), e.error) << e.from;
+        // A rejected file changes nothing.
+        EXPECT_EQ(level, -40) << e.from;
+    }
+}
+
+TEST_F(Preset, ABadValueLeavesEveryValueAlone) {
+    scramble();
+    std::string text = replace(saved, "\"r:  1 g:  2 b:  3\"", "\"r:  1 g:300 b:  3\"");
+    EXPECT_EQ(load_error(text), "illegal green component value (300)");
+    EXPECT_EQ(level, -40); // read before the bad value, still not set
+    EXPECT_EQ(mark.g, 9);
+
+    // Truncated: the reader runs out of file.
+    std::string cut = saved.substr(0, saved.find("} # mark"));
+    EXPECT_NE(load_error(cut).find("unexpected end of file 'edited.preset'"), std::string::npos);
+    EXPECT_EQ(level, -40);
+}
+
+TEST_F(Preset, BitmapsAreNeverSetFromAFile) {
+    std::string text = replace(saved, "\"null\"", "\"0x1234\"");
+    EXPECT_EQ(load_text(text), nullptr);
+    EXPECT_EQ(bitmapfx_talk(&tuned, "source_bitmap", nullptr), nullptr);
+    // Comments anywhere are fine.
+    text = replace(saved, "parameters = 10", "parameters = 10 # ten of them\n# and more");
+    EXPECT_EQ(load_text(text), nullptr);
+}
+
+TEST_F(Preset, FilesThatCannotBeOpened) {
+    EXPECT_STREQ(bitmapfx_load_preset("missing.preset"), "failed to open file for reading");
+    // The default stream driver itself refuses a file it cannot create.
+    EXPECT_EQ(error_of([] { bitmapfx_save_preset(&tuned, "no/such/folder/x.preset"); }),
+              "fopen() IO failure on file no/such/folder/x.preset(w)");
+}
+
+TEST_F(Preset, AllDriversAtTheirOwnPaths) {
+    config_session session;
+    write_file("presets.ini", "<configuration file for presets.ini, 1 header(s)>\n\n"
+                              "[paths] (1 entry)\n\n$path.presets$ = presets\n\n<eof>\n");
+    ASSERT_EQ(config_load("presets.ini"), 1);
+    ASSERT_EQ(system_mkdir("presets"), 0);
+    ASSERT_EQ(bitmapfx_save_preset(nullptr, nullptr), nullptr);
+    int drivers = 0;
+    for (bitmapfx_driver *d = bitmapfx_first_driver(); d; d = d->next, ++drivers) {
+        char *path = config_alias(d->preset);
+        EXPECT_TRUE(file_exists(path)) << path;
+        xfree(path);
+    }
+    EXPECT_TRUE(capture.said("saving 'test.preset' driver's preset "
+                             "'$path.presets$/test-preset.preset'"));
+    EXPECT_TRUE(file_exists("presets/standard-plasma.preset"));
+    EXPECT_TRUE(file_exists("presets/fast-quant.preset"));
+
+    scramble();
+    ASSERT_EQ(bitmapfx_load_preset(nullptr), nullptr);
+    EXPECT_EQ(level, 3);
+    EXPECT_TRUE(capture.said("loading '$path.presets$/test-preset.preset' driver's preset "
+                             "'test.preset'"));
+    int loaded = 0;
+    for (const captured_message &m : capture.verboses)
+        loaded += m.text.rfind("loading '", 0) == 0;
+    EXPECT_EQ(loaded, drivers);
+
+    // The first missing file stops the walk.
+    std::remove("presets/fast-quant.preset");
+    EXPECT_STREQ(bitmapfx_load_preset(nullptr), "failed to open file for reading");
+}
+
+TEST_F(Preset, MetaCommandsSetParameters) {
+    EXPECT_EQ(bitmapfx_meta_command("set fxdriver test.preset parameter level to 12"), 1);
+    EXPECT_EQ(level, 12);
+    EXPECT_EQ(bitmapfx_meta_command("  set fxdriver test.preset parameter tint to "
+                                    "r:0.5 g:0.5 b:0.25  "),
+              1);
+    EXPECT_EQ(tint.b, 0.25);
+    EXPECT_EQ(bitmapfx_meta_command("set fxdriver test.preset parameter level to"), 0);
+    EXPECT_EQ(bitmapfx_meta_command("set fxdriver test.preset parameter level"), 0);
+    EXPECT_EQ(bitmapfx_meta_command("set driver test.preset parameter level to 1"), 0);
+    EXPECT_EQ(bitmapfx_meta_command("picture.tga"), 0);
+    EXPECT_EQ(bitmapfx_meta_command(""), 0);
+    EXPECT_EQ(level, 12);
+    EXPECT_EQ(
+        error_of([] { bitmapfx_meta_command("set fxdriver test.preset parameter nothing to 1"); }),
+        "no such parameter 'nothing' for driver 'test.preset'");
+}
+
+TEST_F(Preset, MetaCommandsRunEffectsOnFiles) {
+    if (!bitmapio_find_driver("targa", nullptr))
+        bitmapio_register_driver(&bitmapio_targa_driver);
+    owned picture(fxtest::photo_like(40, 30));
+    ASSERT_NE(bitmap_filesave(picture.get(), "in.tga", "targa"), 0);
+    EXPECT_EQ(bitmapfx_meta_command("run fxdriver quant.fast on bitmap in.tga and save as out.tga"),
+              1);
+    owned result(bitmap_fileload("out.tga"));
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(result->bpp, 8);
+    EXPECT_EQ(result->xsize, 40u);
+
+    EXPECT_EQ(error_of([] {
+                  bitmapfx_meta_command("run fxdriver quant.fast on bitmap none.xyz and save as "
+                                        "x.tga");
+              }),
+              "no such bitmap 'none.xyz'");
+    EXPECT_EQ(error_of([] {
+                  bitmapfx_meta_command("run fxdriver no.effect on bitmap in.tga and save as "
+                                        "x.tga");
+              }),
+              "failed to find fx driver 'no.effect'");
+    EXPECT_FALSE(file_exists("x.tga"));
+}
