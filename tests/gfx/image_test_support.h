@@ -1,0 +1,68 @@
+// Shared pieces of the image-file tests: the stream set-up, the registry of
+// the application's image-file drivers, test pictures, byte helpers and the
+// outside image tools (ImageMagick, netpbm, Pillow) that judge our files.
+#pragma once
+
+#include "gfx/2d/bitmap/bitmap.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct image_bitmap_killer {
+    void operator()(bitmap *image) const { bitmap_kill(image); }
+};
+using image_ptr = std::unique_ptr<bitmap, image_bitmap_killer>;
+
+// Registers the default stream driver ("saferio") once per process, the way
+// the application does before it touches a file.
+void image_streams_ready();
+
+// Empties the image-file registry and registers the application's drivers
+// in its order (the newest, "targa", is searched first).  Streams are made
+// ready too.
+void register_image_drivers();
+
+// A test picture that catches swapped channels, flips and row padding: a 6 x 5
+// red "F" on blue, at any depth (8 bpp: index 1 on index 0 of a two-entry
+// colormap of blue and red).
+constexpr std::uint32_t f_width = 6;
+constexpr std::uint32_t f_height = 5;
+bool f_is_red(std::uint32_t x, std::uint32_t y);
+image_ptr make_f_picture(std::int32_t bpp);
+
+// The same picture as 8-bit red, green, blue triples, top row first.
+std::vector<std::uint8_t> f_rgb();
+
+// A picture of every depth with pixel values drawn from a fixed sequence
+// (valid 15-bpp pixels keep their top bit clear); 8 bpp gets a 256-entry
+// colormap of the same kind.
+image_ptr make_pattern(std::uint32_t width, std::uint32_t height, std::int32_t bpp,
+                       std::uint32_t seed = 1);
+
+// The picture as 8-bit red, green, blue triples (8 bpp through its colormap).
+std::vector<std::uint8_t> rgb_of(const bitmap *image);
+
+std::string file_bytes(const std::string &path);
+void put_file(const std::string &path, const std::vector<std::uint8_t> &bytes);
+std::vector<std::uint8_t> as_bytes(const std::string &text);
+
+// Little-endian field of a byte string.
+std::uint32_t le16_at(const std::string &bytes, std::size_t offset);
+std::uint32_t le32_at(const std::string &bytes, std::size_t offset);
+
+// A binary PPM ("P6", maxval 255) of an RGB picture.
+std::string ppm_of(std::uint32_t width, std::uint32_t height, const std::vector<std::uint8_t> &rgb);
+
+// The pixels of a PPM (P3 or P6, maxval 255); false when the text is none.
+bool parse_ppm(const std::string &text, std::uint32_t &width, std::uint32_t &height,
+               std::vector<std::uint8_t> &rgb);
+
+// Runs a shell command; returns its standard output and sets `status` to its
+// exit status.  Standard error goes to the test's own.
+std::string run_command(const std::string &command, int &status);
+
+// The absolute path of an outside tool that the README's test command
+// installs; the calling test fails (not skips) when it is missing.
+std::string tool_path(const std::string &name);
