@@ -1,7 +1,7 @@
 // "quant.slow": a variance-minimising cut of the colour cube (Wu's method on
-// a 5-bit histogram with cumulative moments), refined by k-means on a 6-bit
-// histogram until no cell changes its colour, with exact nearest-colour
-// mapping of every pixel.
+// a 5-bit histogram with cumulative moments), refined by k-means over the
+// picture's distinct colours until no colour changes its palette entry, with
+// exact nearest-colour mapping of every pixel.
 #include "core/dtype.h"
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
@@ -287,6 +287,7 @@ quant_palette refine(const bitmap *source, quant_palette palette) {
         }
         if (!changed)
             break;
+        const quant_palette previous = palette;
         for (std::size_t k = 0; k < palette.size(); ++k) {
             const quant_cell &s = sums[k];
             if (!s.count)
@@ -296,6 +297,12 @@ quant_palette refine(const bitmap *source, quant_palette palette) {
             };
             palette[k] = {mean(s.r), mean(s.g), mean(s.b)};
         }
+        // Means that did not move give the same assignment again.
+        if (std::equal(palette.begin(), palette.end(), previous.begin(),
+                       [](const quant_rgb &a, const quant_rgb &b) {
+                           return a.r == b.r && a.g == b.g && a.b == b.b;
+                       }))
+            break;
     }
     return palette;
 }
