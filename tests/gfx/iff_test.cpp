@@ -229,6 +229,25 @@ TEST_F(Iff, ChunkyPbmFormsAndPicturesWithoutColoursRead) {
               (std::vector<std::uint8_t>{0, 0, 0, 85, 85, 85, 170, 170, 170, 255, 255, 255}));
 }
 
+TEST_F(Iff, OversizedColormapsAreCutAndOddHoldAndModifyDepthsReadPlain) {
+    // 300 colours and a stray byte: the first 256 colours are kept.
+    chunk big = cmap(300);
+    big.data.push_back(0x55);
+    image_ptr image = load_bytes(form({bmhd(2, 1, 8), big, {"BODY", bytes(16, 0)}}));
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->cmap->size, 256);
+    EXPECT_EQ(image->cmap->entry[255].b, 0);
+
+    // Hold-and-modify needs 6 or 8 planes; with 4 the indices are colours.
+    bytes camg;
+    put_be32(camg, 0x800);
+    image = load_bytes(
+        form({bmhd(1, 1, 4), cmap(16), {"CAMG", camg}, {"BODY", {0x80, 0, 0, 0, 0, 0, 0x80, 0}}}));
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->bpp, 8);
+    EXPECT_EQ(image->bits[0], 9);
+}
+
 // --- corrupt files --------------------------------------------------------
 
 TEST_F(Iff, BadContainersFail) {
