@@ -288,11 +288,14 @@ const config_entry *find_alias(const char *buffer) {
     return nullptr;
 }
 
-// Texts that would not read back as one token are written in quotes.  (A
-// value that holds one of the single-character tokens still does not read
-// back whole: only blanks call for quotes.)
+// Texts with blanks are written in quotes, and so are empty texts and texts
+// holding "#", which would otherwise come back cut short at the comment
+// without any message.  Other single-character tokens ("=", ",", brackets)
+// are written bare: such a value does not read back as one token, and the
+// next load stops with an error naming the line.  A quote inside a quoted
+// text cannot be written; it becomes an apostrophe.
 std::string written(const char *text) {
-    if (*text && !std::strpbrk(text, " \t"))
+    if (*text && !std::strpbrk(text, " \t#"))
         return text;
     std::string quoted = "\"";
     for (const char *c = text; *c; ++c)

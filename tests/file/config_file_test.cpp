@@ -75,6 +75,18 @@ TEST_F(ConfigFile, ValuesWithBlanksReadBackWhole) {
     EXPECT_STREQ(config_get("app.misc", "tab", 0, 0, nullptr), "a\tb");
 }
 
+TEST_F(ConfigFile, ValueWithACommentSignIsQuotedAndReadsBackWhole) {
+    load_fixture("layout.ini");
+    ASSERT_EQ(config_put("app.misc", "k", "#ff00ff"), 1);
+    ASSERT_EQ(config_put("app.misc", "longer.key", "a#b"), 1);
+    ASSERT_EQ(config_save("colour.ini"), 1);
+    EXPECT_NE(read_file("colour.ini").find("k          = \"#ff00ff\"\n"), std::string::npos);
+    session.discard();
+    ASSERT_EQ(config_load("colour.ini"), 1);
+    EXPECT_STREQ(config_get("app.misc", "k", 0, 0, nullptr), "#ff00ff");
+    EXPECT_STREQ(config_get("app.misc", "longer.key", 0, 0, nullptr), "a#b");
+}
+
 TEST_F(ConfigFile, EmptyValueIsWrittenInQuotes) {
     load_fixture("layout.ini");
     ASSERT_EQ(config_put("app.misc", "k", ""), 1);
