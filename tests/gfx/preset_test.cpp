@@ -178,7 +178,7 @@ class Preset : public testing::Test {
     }
     // The error raised by loading `text`.
     std::string load_error(const std::string &text) {
-        error_of([&] { load_text(text); });
+        std::string error = error_of([&] { load_text(text); });
         EXPECT_FALSE(streamio_otable_isopen("edited.preset")) << error;
         return error;
     }
