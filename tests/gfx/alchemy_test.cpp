@@ -140,3 +140,14 @@ TEST_F(Alchemy, DumpPrintsTheHeader) {
     EXPECT_NE(text.find("xsize           = 2\n"), std::string::npos);
     EXPECT_NE(text.find("palette_size    = 2\n"), std::string::npos);
 }
+
+TEST_F(Alchemy, TheRegistryFindsTheDriverBySuffix) {
+    register_image_drivers();
+    image_ptr picture = make_f_picture(8);
+    ASSERT_EQ(bitmap_filesave(picture.get(), "shot.raw", nullptr), 1);
+    message_capture capture; // the first recognition reports types without driver
+    image_ptr back(bitmap_fileload("shot.raw"));
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(back->loader, &bitmapio_alchemy_driver);
+    EXPECT_EQ(rgb_of(back.get()), f_rgb());
+}

@@ -327,3 +327,13 @@ TEST_F(Iff, DumpListsTheChunks) {
     EXPECT_NE(text.find("  ANNO          1 bytes"), std::string::npos) << text;
     EXPECT_NE(text.find("  BODY          8 bytes"), std::string::npos) << text;
 }
+
+TEST_F(Iff, TheRegistryFindsTheDriverByMagic) {
+    register_image_drivers();
+    put_file("shot.dat", form({bmhd(2, 1, 1), cmap(2), {"BODY", {0x40, 0}}}));
+    message_capture capture; // the first recognition reports types without driver
+    image_ptr back(bitmap_fileload("shot.dat"));
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(back->loader, &bitmapio_iff_driver);
+    EXPECT_EQ(rgb_of(back.get()), (std::vector<std::uint8_t>{0, 0, 255, 1, 2, 254}));
+}

@@ -319,3 +319,14 @@ TEST_F(Pcx, DumpPrintsTheHeader) {
     EXPECT_NE(text.find("planes          = 3\n"), std::string::npos);
     EXPECT_NE(text.find("bytes_per_line  = 6\n"), std::string::npos);
 }
+
+TEST_F(Pcx, TheRegistryFindsTheDriverBySuffix) {
+    register_image_drivers();
+    image_ptr picture = make_f_picture(24);
+    ASSERT_EQ(bitmap_filesave(picture.get(), "shot.pcx", nullptr), 1);
+    message_capture capture; // the first recognition reports types without driver
+    image_ptr back(bitmap_fileload("shot.pcx"));
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(back->loader, &bitmapio_pcx_driver);
+    EXPECT_EQ(rgb_of(back.get()), f_rgb());
+}

@@ -258,3 +258,15 @@ TEST_F(Ppm, DumpPrintsTheHeader) {
     EXPECT_NE(text.find("maxval          = 255\n"), std::string::npos);
     EXPECT_NE(text.find("comment         = hello\n"), std::string::npos);
 }
+
+TEST_F(Ppm, TheRegistryFindsTheDriverByMagicAndSuffix) {
+    register_image_drivers();
+    image_ptr picture = make_f_picture(24);
+    ASSERT_EQ(bitmap_filesave(picture.get(), "shot.ppm", nullptr), 1);
+    message_capture capture; // the first recognition reports types without driver
+    EXPECT_STREQ(bitmap_filetype("shot.ppm"), "portable pixmap");
+    image_ptr back(bitmap_fileload("shot.ppm"));
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(back->loader, &bitmapio_ppm_driver);
+    EXPECT_EQ(rgb_of(back.get()), f_rgb());
+}
