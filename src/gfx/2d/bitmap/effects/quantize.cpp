@@ -198,15 +198,15 @@ quant_search::quant_search(const quant_palette &palette) : palette_(palette), fi
             ++position;
         first_[s] = static_cast<int>(position);
     }
-    neighbours_.resize(palette.size());
+    neighbours_.resize(palette.size() * palette.size());
     for (int i = 0; i < count; ++i) {
-        std::vector<neighbour> &list = neighbours_[i];
-        list.reserve(palette.size());
+        std::uint32_t *list = &neighbours_[static_cast<std::size_t>(i) * count];
         for (int j = 0; j < count; ++j)
-            list.push_back({distance(palette[j], palette[i].r, palette[i].g, palette[i].b), j});
-        std::sort(list.begin(), list.end(), [](const neighbour &a, const neighbour &b) {
-            return a.distance != b.distance ? a.distance < b.distance : a.index < b.index;
-        });
+            list[j] = static_cast<std::uint32_t>(
+                          distance(palette[j], palette[i].r, palette[i].g, palette[i].b))
+                          << 8 |
+                      static_cast<std::uint32_t>(j);
+        std::sort(list, list + count);
     }
 }
 
@@ -225,13 +225,16 @@ int quant_search::search_near(int r, int g, int b, int hint) const {
     // |c - hint| <= |query - hint| + |best| <= 2 |query - hint|, that is
     // |c - hint|^2 <= 4 |query - hint|^2; the list is sorted by that distance.
     const long long reach = 4LL * to_hint;
-    for (const neighbour &n : neighbours_[hint]) {
-        if (n.distance > reach)
+    const std::size_t count = palette_.size();
+    const std::uint32_t *list = &neighbours_[static_cast<std::size_t>(hint) * count];
+    for (std::size_t i = 0; i < count; ++i) {
+        if (static_cast<long long>(list[i] >> 8) > reach)
             break;
-        const int d = distance(palette_[n.index], r, g, b);
-        if (d < best || (d == best && n.index < best_index)) {
+        const int index = static_cast<int>(list[i] & 0xFF);
+        const int d = distance(palette_[index], r, g, b);
+        if (d < best || (d == best && index < best_index)) {
             best = d;
-            best_index = n.index;
+            best_index = index;
         }
     }
     return best_index;

@@ -55,17 +55,15 @@ class quant_search {
     struct entry {
         int sum, r, g, b, index;
     };
-    struct neighbour {
-        int distance; // squared distance between the two entries
-        int index;
-    };
     int search_by_sum(int r, int g, int b) const;
     int search_near(int r, int g, int b, int hint) const;
 
     quant_palette palette_;
     std::vector<entry> sorted_;
     std::vector<int> first_; // first sorted position with sum >= s, for s = 0..766
-    std::vector<std::vector<neighbour>> neighbours_; // per index, nearest first
+    // For each index, every entry as (squared distance << 8 | index), nearest
+    // first: one sortable word per neighbour (distances stay below 2^18).
+    std::vector<std::uint32_t> neighbours_;
 };
 
 enum class quant_lookup {
