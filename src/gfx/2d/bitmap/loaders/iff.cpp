@@ -344,33 +344,40 @@ std::uint32_t ham_row(const std::uint32_t *indices, std::uint32_t width, unsigne
     return width;
 }
 
-bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progress) {
-    ilbm_file file;
-    if (!gather(in, filename, file))
-        return nullptr;
+// False (after a warning) for a header this reader cannot follow.
+bool check_header(const ilbm_file &file, const char *filename) {
     const bmhd &h = file.header;
     if (h.width == 0 || h.height == 0) {
         XWARNING("iff image(%s) is empty (%ux%u pixels)", filename, h.width, h.height);
-        return nullptr;
+        return false;
     }
     if (const char *why = bitmap_check_size(h.width, h.height)) {
         XWARNING("iff image(%s) of %ux%u pixels refused: %s", filename, h.width, h.height, why);
-        return nullptr;
+        return false;
     }
     unsigned planes = h.planes;
-    bool deep = planes == 24;
-    if (file.chunky ? planes != 8 : !(deep || (planes >= 1 && planes <= 8))) {
+    if (file.chunky ? planes != 8 : !(planes == 24 || (planes >= 1 && planes <= 8))) {
         XWARNING("iff image(%s): %u bitplanes are not supported", filename, planes);
-        return nullptr;
+        return false;
     }
     if (h.compression > 1) {
         XWARNING("iff image(%s): unknown compression %u", filename, h.compression);
-        return nullptr;
+        return false;
     }
     if (h.masking > 3) {
         XWARNING("iff image(%s): unknown masking %u", filename, h.masking);
-        return nullptr;
+        return false;
     }
+    return true;
+}
+
+bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progress) {
+    ilbm_file file;
+    if (!gather(in, filename, file) || !check_header(file, filename))
+        return nullptr;
+    const bmhd &h = file.header;
+    unsigned planes = h.planes;
+    bool deep = planes == 24;
     bool ham = !file.chunky && (file.camg & camg_ham) && (planes == 6 || planes == 8);
     if (ham && file.palette.empty()) {
         XWARNING("iff image(%s): a hold-and-modify picture without colormap", filename);

@@ -213,47 +213,56 @@ std::uint8_t plane_index(const std::uint8_t *row, std::size_t bytes_per_line, un
     return static_cast<std::uint8_t>(index);
 }
 
+// False (after a warning) for a header this reader cannot or should not
+// follow; otherwise the picture's size.
+bool check_header(const pcx_header &header, const char *filename, std::int32_t &width,
+                  std::int32_t &height) {
+    if (header.manufacturer != manufacturer && header.manufacturer != manufacturer_alias) {
+        XWARNING("pcx image(%s) starts with 0x%02x, not 0x%02x", filename, header.manufacturer,
+                 manufacturer);
+        return false;
+    }
+    if (header.version > 5 || header.version == 1) {
+        XWARNING("pcx image(%s) has unknown version %u", filename, header.version);
+        return false;
+    }
+    if (header.encoding > 1) {
+        XWARNING("pcx image(%s) has unknown encoding %u", filename, header.encoding);
+        return false;
+    }
+    if (!supported_layout(header.bits, header.planes)) {
+        XWARNING("pcx image(%s) has an unsupported layout of %u plane(s) of %u bit(s)", filename,
+                 header.planes, header.bits);
+        return false;
+    }
+    width = std::int32_t{header.xmax} - header.xmin + 1;
+    height = std::int32_t{header.ymax} - header.ymin + 1;
+    if (width <= 0 || height <= 0) {
+        XWARNING("pcx image(%s) is empty (window %d,%d to %d,%d)", filename, header.xmin,
+                 header.ymin, header.xmax, header.ymax);
+        return false;
+    }
+    if (const char *why = bitmap_check_size(width, height)) {
+        XWARNING("pcx image(%s) of %dx%d pixels refused: %s", filename, width, height, why);
+        return false;
+    }
+    if (std::uint64_t{header.bytes_per_line} * 8 < std::uint64_t(width) * header.bits) {
+        XWARNING("pcx image(%s): %u bytes per line are too few for a width of %d", filename,
+                 header.bytes_per_line, width);
+        return false;
+    }
+    return true;
+}
+
 bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progress) {
     pcx_header header;
     if (!read_header(in, header)) {
         XWARNING("pcx image(%s) is shorter than its 128-byte header", filename);
         return nullptr;
     }
-    if (header.manufacturer != manufacturer && header.manufacturer != manufacturer_alias) {
-        XWARNING("pcx image(%s) starts with 0x%02x, not 0x%02x", filename, header.manufacturer,
-                 manufacturer);
+    std::int32_t width, height;
+    if (!check_header(header, filename, width, height))
         return nullptr;
-    }
-    if (header.version > 5 || header.version == 1) {
-        XWARNING("pcx image(%s) has unknown version %u", filename, header.version);
-        return nullptr;
-    }
-    if (header.encoding > 1) {
-        XWARNING("pcx image(%s) has unknown encoding %u", filename, header.encoding);
-        return nullptr;
-    }
-    if (!supported_layout(header.bits, header.planes)) {
-        XWARNING("pcx image(%s) has an unsupported layout of %u plane(s) of %u bit(s)", filename,
-                 header.planes, header.bits);
-        return nullptr;
-    }
-    std::int32_t width = std::int32_t{header.xmax} - header.xmin + 1;
-    std::int32_t height = std::int32_t{header.ymax} - header.ymin + 1;
-    if (width <= 0 || height <= 0) {
-        XWARNING("pcx image(%s) is empty (window %d,%d to %d,%d)", filename, header.xmin,
-                 header.ymin, header.xmax, header.ymax);
-        return nullptr;
-    }
-    if (const char *why = bitmap_check_size(width, height)) {
-        XWARNING("pcx image(%s) of %dx%d pixels refused: %s", filename, width, height, why);
-        return nullptr;
-    }
-    std::uint64_t row_bits = std::uint64_t(width) * header.bits;
-    if (std::uint64_t{header.bytes_per_line} * 8 < row_bits) {
-        XWARNING("pcx image(%s): %u bytes per line are too few for a width of %d", filename,
-                 header.bytes_per_line, width);
-        return nullptr;
-    }
 
     bool coded = header.encoding == 1;
     bool paletted_256 = header.bits == 8 && header.planes == 1;
