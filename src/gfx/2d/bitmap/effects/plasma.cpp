@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 static constexpr const char *source_file = "./src/gfx/2d/bitmap/effects/plasma.c";
 static constexpr const char *source_ident = "bitmapfx::plasma";
@@ -106,10 +107,30 @@ void subdivide(canvas &image, int x1, int y1, int x2, int y2) {
     subdivide(image, x1, ym, xm, y2);
 }
 
-std::uint8_t blend(double source_weight, int source, double target_weight, int target) {
-    const double value = std::round(source_weight * source + target_weight * target);
-    return static_cast<std::uint8_t>(std::clamp(value, 1.0, 255.0));
-}
+// round(source weight * source + target weight * target), clamped to 1..255,
+// per channel.  Each pair of bytes is worked out once: a picture repeats its
+// pairs over and over (over a black source there are only 256 of them), and
+// a blended value is never 0, so 0 marks a pair not seen yet.
+class blender {
+  public:
+    blender(const rgbscalar &source, const rgbscalar &target)
+        : weights_{{source.r, target.r}, {source.g, target.g}, {source.b, target.b}},
+          known_(3 << 16, 0) {}
+
+    std::uint8_t operator()(int channel, int source, int target) {
+        std::uint8_t &value = known_[(channel << 16) | (source << 8) | target];
+        if (!value) {
+            const double mixed =
+                std::round(weights_[channel][0] * source + weights_[channel][1] * target);
+            value = static_cast<std::uint8_t>(std::clamp(mixed, 1.0, 255.0));
+        }
+        return value;
+    }
+
+  private:
+    double weights_[3][2];
+    std::vector<std::uint8_t> known_;
+};
 
 void *run_effect(bitmapfx_driver *driver) {
     auto *source = static_cast<const bitmap *>(bitmapfx_talk(driver, "source_bitmap", nullptr));
@@ -124,7 +145,7 @@ void *run_effect(bitmapfx_driver *driver) {
     canvas clouds(target);
     subdivide(clouds, 0, 0, clouds.width() - 1, clouds.height() - 1);
 
-    const double weights[2][3] = {{sblend.r, sblend.g, sblend.b}, {tblend.r, tblend.g, tblend.b}};
+    blender blend(sblend, tblend);
     const int channels = source->bpp / 8;
     for (int y = 0; y < clouds.height(); ++y) {
         progress_add(report, y, clouds.height());
@@ -134,7 +155,7 @@ void *run_effect(bitmapfx_driver *driver) {
             const std::uint8_t *from = source->bits + offset;
             std::uint8_t *to = target->bits + offset;
             for (int c = 0; c < 3; ++c)
-                to[c] = blend(weights[0][c], from[c], weights[1][c], to[c]);
+                to[c] = blend(c, from[c], to[c]);
         }
     }
     progress_deinit(report);
