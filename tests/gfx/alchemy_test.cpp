@@ -2,6 +2,7 @@
 // bpp, and corrupt files failing with a warning naming the file.
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/bitmapio.h"
+#include "image_readers.h"
 #include "image_test_support.h"
 #include "support/capture.h"
 #include "support/scratch.h"
@@ -45,9 +46,7 @@ std::string refused(const bytes &file) {
     message_capture capture;
     image_ptr image = load("bad.raw");
     EXPECT_EQ(image, nullptr);
-    std::string all;
-    for (const auto &warning : capture.warnings)
-        all += warning.text + "\n";
+    std::string all = driver_warnings(capture);
     EXPECT_NE(all.find("bad.raw"), std::string::npos) << all;
     return all;
 }

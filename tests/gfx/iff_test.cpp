@@ -104,9 +104,7 @@ std::string refused(const bytes &file) {
     message_capture capture;
     image_ptr image = load("bad.iff");
     EXPECT_EQ(image, nullptr);
-    std::string all;
-    for (const auto &warning : capture.warnings)
-        all += warning.text + "\n";
+    std::string all = driver_warnings(capture);
     EXPECT_NE(all.find("bad.iff"), std::string::npos) << all;
     return all;
 }

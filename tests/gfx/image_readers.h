@@ -4,10 +4,13 @@
 #pragma once
 
 #include "image_test_support.h"
+#include "support/capture.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -63,4 +66,51 @@ inline std::vector<std::uint8_t> ten_colour_rgb() {
                                    static_cast<std::uint8_t>(255 - i * 15)});
         }
     return rgb;
+}
+
+// The files of a folder of the source tree (e.g. "fuzz/corpus/pcx"), sorted;
+// the test fails when there are none.
+inline std::vector<std::string> source_files_in(const std::string &folder) {
+    std::vector<std::string> files;
+    std::error_code error;
+    for (const auto &entry : std::filesystem::directory_iterator(
+             std::string(LUMIVANE_SOURCE_DIR) + "/" + folder, error))
+        if (entry.is_regular_file())
+            files.push_back(entry.path().string());
+    std::sort(files.begin(), files.end());
+    EXPECT_FALSE(files.empty()) << folder << " holds no files";
+    return files;
+}
+
+// The warnings that image-file drivers gave (the stream layer may warn about
+// the same file for reasons of its own), one a line.
+inline std::string driver_warnings(const message_capture &capture) {
+    std::string all;
+    for (const auto &warning : capture.warnings)
+        if (warning.ident.rfind("bitmapio::", 0) == 0)
+            all += warning.text + "\n";
+    return all;
+}
+
+// Loads every file of `folder` with `load`: each must fail, with a warning
+// that names it.  For the inputs that fuzzing found.
+template <class Load> void expect_all_refused(const std::string &folder, Load load) {
+    for (const std::string &file : source_files_in(folder)) {
+        message_capture capture;
+        bitmap *image = load(file.c_str());
+        EXPECT_EQ(image, nullptr) << file;
+        bitmap_kill(image);
+        EXPECT_NE(driver_warnings(capture).find(file), std::string::npos) << file;
+    }
+}
+
+// Loads every file of `folder` with `load`: each must give a picture.  For
+// the fuzzers' seeds, which are sound files.
+template <class Load> void expect_all_loaded(const std::string &folder, Load load) {
+    for (const std::string &file : source_files_in(folder)) {
+        message_capture capture; // reading through the stream layer may say things
+        bitmap *image = load(file.c_str());
+        EXPECT_NE(image, nullptr) << file;
+        bitmap_kill(image);
+    }
 }

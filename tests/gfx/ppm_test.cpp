@@ -43,9 +43,7 @@ std::string refused(const std::string &text) {
     message_capture capture;
     image_ptr image = load("bad.ppm");
     EXPECT_EQ(image, nullptr) << text.substr(0, 40);
-    std::string all;
-    for (const auto &warning : capture.warnings)
-        all += warning.text + "\n";
+    std::string all = driver_warnings(capture);
     EXPECT_NE(all.find("bad.ppm"), std::string::npos) << all;
     return all;
 }
