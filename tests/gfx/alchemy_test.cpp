@@ -150,3 +150,8 @@ TEST_F(Alchemy, TheRegistryFindsTheDriverBySuffix) {
     EXPECT_EQ(back->loader, &bitmapio_alchemy_driver);
     EXPECT_EQ(rgb_of(back.get()), f_rgb());
 }
+
+TEST_F(Alchemy, FuzzerSeedsLoadAndFuzzerFindingsFailCleanly) {
+    expect_all_loaded("fuzz/corpus/alchemy", bitmapio_alchemy_driver.load);
+    expect_all_refused("tests/data/alchemy", bitmapio_alchemy_driver.load);
+}

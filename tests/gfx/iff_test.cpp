@@ -335,3 +335,8 @@ TEST_F(Iff, TheRegistryFindsTheDriverByMagic) {
     EXPECT_EQ(back->loader, &bitmapio_iff_driver);
     EXPECT_EQ(rgb_of(back.get()), (std::vector<std::uint8_t>{0, 0, 255, 1, 2, 254}));
 }
+
+TEST_F(Iff, FuzzerSeedsLoadAndFuzzerFindingsFailCleanly) {
+    expect_all_loaded("fuzz/corpus/iff", bitmapio_iff_driver.load);
+    expect_all_refused("tests/data/iff", bitmapio_iff_driver.load);
+}

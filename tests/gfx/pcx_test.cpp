@@ -328,3 +328,8 @@ TEST_F(Pcx, TheRegistryFindsTheDriverBySuffix) {
     EXPECT_EQ(back->loader, &bitmapio_pcx_driver);
     EXPECT_EQ(rgb_of(back.get()), f_rgb());
 }
+
+TEST_F(Pcx, FuzzerSeedsLoadAndFuzzerFindingsFailCleanly) {
+    expect_all_loaded("fuzz/corpus/pcx", bitmapio_pcx_driver.load);
+    expect_all_refused("tests/data/pcx", bitmapio_pcx_driver.load);
+}

@@ -119,6 +119,16 @@ TEST_F(Ppm, RoundTripKeepsPixels) {
     image_ptr back = load("trip.ppm");
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(bitmap_compare(back.get(), picture.get(), 1), 1);
+
+    // A grey picture keeps its depth: indices and the grey ramp come back.
+    image_ptr grey = make_pattern(13, 11, 8, 4);
+    for (int i = 0; i < 256; ++i)
+        grey->cmap->entry[i] = {i, i, i};
+    ASSERT_EQ(bitmapio_ppm_driver.save("grey.pgm", grey.get()), 1);
+    back = load("grey.pgm");
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(bitmap_compare(back.get(), grey.get(), 1), 1);
+    EXPECT_EQ(rgb_of(back.get()), rgb_of(grey.get()));
 }
 
 // --- files of others, read by us ------------------------------------------
@@ -267,4 +277,9 @@ TEST_F(Ppm, TheRegistryFindsTheDriverByMagicAndSuffix) {
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(back->loader, &bitmapio_ppm_driver);
     EXPECT_EQ(rgb_of(back.get()), f_rgb());
+}
+
+TEST_F(Ppm, FuzzerSeedsLoadAndFuzzerFindingsFailCleanly) {
+    expect_all_loaded("fuzz/corpus/ppm", bitmapio_ppm_driver.load);
+    expect_all_refused("tests/data/ppm", bitmapio_ppm_driver.load);
 }
