@@ -59,11 +59,6 @@ struct stream_closer {
 };
 using stream_ptr = std::unique_ptr<streamio_stream, stream_closer>;
 
-struct parse_binding {
-    explicit parse_binding(streamio_stream *stream) { parse_init(stream); }
-    ~parse_binding() { parse_deinit(); }
-};
-
 bool write_input(const char *name, const std::uint8_t *data, std::size_t size) {
     std::FILE *file = std::fopen(name, "wb");
     if (!file)

@@ -67,15 +67,6 @@ struct stream_closer {
 };
 using stream_ptr = std::unique_ptr<streamio_stream, stream_closer>;
 
-// Binds the token reader for the lifetime of the guard, also when an error
-// target unwinds through us.
-struct parse_binding {
-    explicit parse_binding(streamio_stream *stream) { parse_init(stream); }
-    ~parse_binding() { parse_deinit(); }
-    parse_binding(const parse_binding &) = delete;
-    parse_binding &operator=(const parse_binding &) = delete;
-};
-
 void free_value(char *value) {
     if (value != null_value)
         xfree(value);

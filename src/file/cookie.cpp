@@ -30,13 +30,6 @@ struct stream_closer {
 };
 using stream_ptr = std::unique_ptr<streamio_stream, stream_closer>;
 
-struct parse_binding {
-    explicit parse_binding(streamio_stream *stream) { parse_init(stream); }
-    ~parse_binding() { parse_deinit(); }
-    parse_binding(const parse_binding &) = delete;
-    parse_binding &operator=(const parse_binding &) = delete;
-};
-
 // The name as the user can find it on disk, for messages.
 std::string shown(const char *name) {
     if (!config_active())

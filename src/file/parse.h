@@ -40,6 +40,16 @@ int parse_write(int lines, const char *format, ...) __attribute__((format(printf
 int parse_line();
 const char *parse_name();
 
+// Binds the reader to a stream for the lifetime of the guard; the binding is
+// released also when an error target unwinds through the caller.
+class parse_binding {
+  public:
+    explicit parse_binding(streamio_stream *stream) { parse_init(stream); }
+    ~parse_binding() { parse_deinit(); }
+    parse_binding(const parse_binding &) = delete;
+    parse_binding &operator=(const parse_binding &) = delete;
+};
+
 // Writers put these around comment lines: "#" and "".
 const char *parse_comment_start();
 const char *parse_comment_end();
