@@ -90,6 +90,10 @@ TEST_F(Array, IdentifiersComeFromTheFileName) {
     EXPECT_EQ(source.find("_colormap"), std::string::npos);
     EXPECT_EQ(compile_and_print("3d-shot.v2.ca", "image_3d_shot_v2", false),
               expected_print(picture.get()));
+    // Leading underscores are the C implementation's.
+    ASSERT_EQ(bitmapio_array_driver.save("_logo.ca", picture.get()), 1);
+    EXPECT_NE(file_bytes("_logo.ca").find("const unsigned int image__logo_bpp = 8;"),
+              std::string::npos);
 }
 
 TEST_F(Array, CommentCannotBreakTheSource) {

@@ -12,7 +12,7 @@
 // 15-, 16- and 32-bpp pixels little-endian, 24-bpp pixels red, green, blue.
 // The prefix is the file's base name with everything but letters, digits
 // and '_' turned into '_' ("image_" goes in front when that would not start
-// an identifier).  Every depth of the bitmap model is written.
+// with a letter).  Every depth of the bitmap model is written.
 #include "core/message.h"
 #include "file/streamio/streamio.h"
 #include "gfx/2d/bitmap/bitmap.h"
@@ -53,7 +53,8 @@ std::string identifier_of(const char *filename) {
     for (char &c : base)
         if (!is_alpha(c) && !is_digit(c))
             c = '_';
-    if (base.empty() || !is_alpha(base[0]))
+    // Names that start with '_' belong to the C implementation.
+    if (base.empty() || !is_alpha(base[0]) || base[0] == '_')
         base.insert(0, "image_");
     return base;
 }
