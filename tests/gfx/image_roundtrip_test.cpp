@@ -98,8 +98,9 @@ TEST_P(ImageRoundTrip, ReproducesThePixelBlock) {
                 EXPECT_EQ(loaded->cmap->entry[i].b, image->cmap->entry[i].b) << name << " " << i;
             }
         }
-        if (row.keeps_comment)
+        if (row.keeps_comment) {
             EXPECT_STREQ(loaded->info, image->info) << name;
+        }
     }
     EXPECT_TRUE(messages.errors.empty());
 }
