@@ -2,6 +2,7 @@
 // header variants and row orders, and what it does with corrupt files.
 #include "core/memio/memio.h"
 #include "gfx/2d/bitmap/bitmapio.h"
+#include "image_readers.h"
 #include "image_test_support.h"
 #include "support/capture.h"
 #include "support/scratch.h"
@@ -321,4 +322,8 @@ TEST_F(WindowsBitmap, UnknownHeadersAndPaletteRoom) {
     EXPECT_TRUE(messages.warned("windows bitmap(in.bmp) does not start with \"BM\""));
     EXPECT_EQ(load(as_bytes("BM\x10")), nullptr);
     EXPECT_FALSE(messages.warned("fread"));
+}
+
+TEST_F(WindowsBitmap, FuzzSeedsLoad) {
+    expect_all_loaded("fuzz/corpus/bmp", bitmapio_bmp_driver.load);
 }

@@ -2,6 +2,7 @@
 // text "sbm3" layout, and what both readers do with corrupt files.
 #include "core/memio/memio.h"
 #include "gfx/2d/bitmap/bitmapio.h"
+#include "image_readers.h"
 #include "image_test_support.h"
 #include "support/capture.h"
 #include "support/scratch.h"
@@ -255,4 +256,12 @@ TEST_F(SimpleBitmap, UnopenableFileYieldsNothing) {
     EXPECT_EQ(bitmapio_sbm2_driver.load("missing.sbm"), nullptr);
     EXPECT_EQ(bitmapio_sbm3_driver.load("missing.sba"), nullptr);
     EXPECT_TRUE(messages.errors.empty());
+}
+
+TEST_F(SimpleBitmap, FuzzSeedsLoad) {
+    expect_all_loaded("fuzz/corpus/sbm", [](const char *file) {
+        std::string name = file;
+        bool text = name.size() > 4 && name.compare(name.size() - 4, 4, ".sba") == 0;
+        return (text ? bitmapio_sbm3_driver : bitmapio_sbm2_driver).load(file);
+    });
 }

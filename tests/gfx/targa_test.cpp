@@ -5,6 +5,7 @@
 #include "gfx/2d/bitmap/bitmapio.h"
 #include "gfx/2d/bitmap/color.h"
 #include "gfx/2d/bitmap/pixel.h"
+#include "image_readers.h"
 #include "image_test_support.h"
 #include "support/capture.h"
 #include "support/scratch.h"
@@ -451,4 +452,8 @@ TEST_F(Targa, FailedLoadThroughTheRegistryIsReported) {
     EXPECT_EQ(bitmap_fileload("in.tga"), nullptr);
     EXPECT_TRUE(messages.warned("loader 'targa' failed to load image(in.tga)"));
     bitmapio_reset_registry();
+}
+
+TEST_F(Targa, FuzzSeedsLoad) {
+    expect_all_loaded("fuzz/corpus/targa", bitmapio_targa_driver.load);
 }
