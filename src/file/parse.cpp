@@ -26,6 +26,7 @@ struct parse_state {
     const char *name = "<none>";
     streamio_stream *stream = nullptr;
     int line = 0;
+    bool after_return = false; // the last line ended with CR: an LF may follow
     char buffer[PARSE_BUFFER_SIZE] = {};
     std::string token;
     const char *cursor = buffer;
@@ -71,15 +72,20 @@ token_kind extract_token(const char *&cursor, std::string &token) {
 
 enum class line_result { read, end_of_file, failed };
 
-// Reads the next line into the buffer (line end kept out).  A UTF-8 byte
-// order mark at the start of the file is skipped: editors add it silently.
+// Reads the next line into the buffer (line end kept out).  Lines end with
+// LF, CR LF or a lone CR: a carriage return never reaches a token, so no text
+// read can hold one that the writer would then drop.  A UTF-8 byte order
+// mark at the start of the file is skipped: editors add it silently.
 line_result read_line() {
     int length = 0;
     int c = xfgetc(parse.stream);
+    if (c == '\n' && parse.after_return)
+        c = xfgetc(parse.stream); // the LF of a CR LF pair
+    parse.after_return = false;
     if (c == EOF)
         return line_result::end_of_file;
     ++parse.line;
-    for (; c != EOF && c != '\n'; c = xfgetc(parse.stream)) {
+    for (; c != EOF && c != '\n' && c != '\r'; c = xfgetc(parse.stream)) {
         if (c == 0) {
             XERROR("unexpected NUL byte in file(%s) at line %d", parse.name, parse.line);
             return line_result::failed;
@@ -91,6 +97,7 @@ line_result read_line() {
         }
         parse.buffer[length++] = static_cast<char>(c);
     }
+    parse.after_return = c == '\r';
     parse.buffer[length] = '\0';
     parse.cursor = parse.buffer;
     if (parse.line == 1 && std::strncmp(parse.buffer, "\xEF\xBB\xBF", 3) == 0)
@@ -215,6 +222,7 @@ void parse_init(streamio_stream *stream) {
     parse.stream = stream;
     parse.name = stream && stream->name ? stream->name : "<none>";
     parse.line = 0;
+    parse.after_return = false;
     parse.buffer[0] = '\0';
     parse.cursor = parse.buffer;
     parse.token.clear();

@@ -145,6 +145,26 @@ TEST_F(ConfigFile, FileNameWithBlanksIsQuotedInTheHeaderLine) {
     EXPECT_EQ(config_load("with blank.ini"), 1);
 }
 
+// Found by the fuzzer: a carriage return inside a quoted key was dropped by
+// the writer, so the file read back with another key.  A carriage return
+// now ends the line, and the quote is left open.
+TEST_F(ConfigFile, CarriageReturnInsideQuotesIsRefused) {
+    write_file("cr.ini", read_file(fixtures + "regression-carriage-return.ini"));
+    EXPECT_EQ(error_of([] { config_load("cr.ini"); }),
+              "unexpected end of string in file(cr.ini) at line 1");
+}
+
+TEST_F(ConfigFile, FileWithCarriageReturnLineEndsLoadsAndSavesWithLineFeeds) {
+    std::string text = read_file(fixtures + "layout.ini");
+    for (auto at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1))
+        text[at] = '\r';
+    write_file("mac.ini", text);
+    ASSERT_EQ(config_load("mac.ini"), 1);
+    ASSERT_EQ(config_save("layout-out.ini"), 1);
+    EXPECT_EQ(without_times(read_file("layout-out.ini")),
+              read_file(fixtures + "layout-expected.ini"));
+}
+
 TEST_F(ConfigFile, OverlongLineIsNotWritten) {
     load_fixture("layout.ini");
     ASSERT_EQ(config_put("app.misc", "k", std::string(4090, 'v').c_str()), 1);

@@ -88,6 +88,26 @@ TEST_F(ParseReader, CommentsBlankLinesCrLfAndByteOrderMarkAreSkipped) {
     EXPECT_EQ(parse_line(), 6);
 }
 
+TEST_F(ParseReader, LoneCarriageReturnEndsALine) {
+    bound_file file("a\rb\r\r\nc\n\rd\r");
+    char a[PARSE_BUFFER_SIZE], b[PARSE_BUFFER_SIZE], c[PARSE_BUFFER_SIZE], d[PARSE_BUFFER_SIZE];
+    ASSERT_EQ(parse_read("%s %s %s", a, b, c), 1);
+    EXPECT_EQ(parse_line(), 4) << "\"\\r\\r\\n\" is an empty line and one line end";
+    ASSERT_EQ(parse_read("%s", d), 1);
+    EXPECT_EQ(parse_line(), 6);
+    EXPECT_STREQ(a, "a");
+    EXPECT_STREQ(b, "b");
+    EXPECT_STREQ(c, "c");
+    EXPECT_STREQ(d, "d");
+}
+
+TEST_F(ParseReader, QuoteCannotSpanACarriageReturn) {
+    bound_file file("\"a\rb\"\n");
+    char a[PARSE_BUFFER_SIZE];
+    EXPECT_EQ(error_of([&] { parse_read("%s", a); }),
+              "unexpected end of string in file(tokens.txt) at line 1");
+}
+
 TEST_F(ParseReader, HighBytesAreOrdinaryCharacters) {
     bound_file file("\xff\xfe\x80 = \xff\n");
     char key[PARSE_BUFFER_SIZE], value[PARSE_BUFFER_SIZE];
