@@ -32,7 +32,10 @@ int config_active();
 const char *config_get(const char *header, const char *key, std::uint32_t type, std::uint32_t size,
                        void *destination);
 // Replaces the value of an existing key (null stores "null"); 1 on success,
-// 0 (with a warning) when inactive or when the key does not exist.
+// 0 (with a warning) when inactive or when the key does not exist.  Values
+// are written one per line: the writer drops a value's first line feed and
+// first carriage return (the end of a `ctime` text), and a value with other
+// line ends does not read back.
 int config_put(const char *header, const char *key, const char *value);
 // A new text with every alias expanded, repeatedly, in a buffer of 4096
 // bytes; the caller frees it with xfree.  Inactive: a copy of the text (with
