@@ -132,6 +132,11 @@ TEST_F(SimpleBitmap, SpecifiedErrors) {
                   load2(sbm2(200, 1, 1, 24, 1, 0, {1, 2, 3, 4, 5, 6}));
               }),
               "inconsistend imagebody pixelsize and colormap in sbm(in.sbm)");
+    // The colormap is checked before the depth itself.
+    EXPECT_EQ(error_of([&] {
+                  load2(sbm2(200, 1, 1, 12, 2, 0, {1, 2, 3, 4, 5, 6, 7, 8}));
+              }),
+              "inconsistend imagebody pixelsize and colormap in sbm(in.sbm)");
     EXPECT_EQ(error_of([&] {
                   load2(sbm2(200, 1, 1, 12, 0, 0, {1, 2, 3}));
               }),

@@ -94,14 +94,14 @@ bool has_pixels(const sbm_fields &fields) {
 // claims.  Reports and returns false for a file that cannot be a bitmap.
 bool fields_acceptable(const sbm_fields &fields, const byte_reader &in, std::uint64_t per_pixel,
                        std::uint64_t per_entry, const char *format, const char *filename) {
-    int channels = bitmap_depth_channels(static_cast<std::int32_t>(fields.bpp));
-    XASSERT(channels != 0);
-    if (channels == 0)
-        return false;
     if (fields.colormap_entries && fields.bpp != 8) {
         XERROR("inconsistend imagebody pixelsize and colormap in sbm(%s)", filename);
         return false;
     }
+    int channels = bitmap_depth_channels(static_cast<std::int32_t>(fields.bpp));
+    XASSERT(channels != 0);
+    if (channels == 0)
+        return false;
     if (fields.colormap_entries > static_cast<std::uint32_t>(COLORMAP_MAX_SIZE)) {
         XWARNING("%s image(%s) claims %u colormap entries (%d at most)", format, filename,
                  fields.colormap_entries, COLORMAP_MAX_SIZE);
