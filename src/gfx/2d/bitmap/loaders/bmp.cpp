@@ -144,7 +144,7 @@ int save(const char *filename, bitmap *image) {
     progress.finish();
     if (!written) {
         XWARNING("failed to write windows bitmap(%s)", filename);
-        std::remove(written_name.c_str());
+        remove_partial_file(written_name.c_str());
         return 0;
     }
     return 1;

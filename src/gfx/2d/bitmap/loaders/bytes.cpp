@@ -8,6 +8,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <limits>
 
 namespace {
@@ -17,6 +18,12 @@ namespace {
 constexpr std::size_t block_size = 64 * 1024;
 
 } // namespace
+
+void remove_partial_file(const char *name) {
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(name, ignored))
+        std::filesystem::remove(name, ignored);
+}
 
 void stream_closer::operator()(streamio_stream *stream) const {
     // Runs while an error unwinds: a second report from the close must not

@@ -67,6 +67,11 @@ inline void put_be32(std::uint8_t *p, std::uint32_t v) {
     p[3] = static_cast<std::uint8_t>(v);
 }
 
+// Removes what a failed write left of a file, when it is a plain file (a
+// device or pipe written to stays).  The name is the stream's own, with its
+// aliases expanded.
+void remove_partial_file(const char *name);
+
 struct stream_closer {
     void operator()(streamio_stream *stream) const;
 };

@@ -171,7 +171,7 @@ int save_with(const char *filename, const char *name, const char *comments, Body
     progress.finish();
     if (!written) {
         XWARNING("failed to write %s image(%s)", name, filename);
-        std::remove(written_name.c_str());
+        remove_partial_file(written_name.c_str());
         return 0;
     }
     return 1;
