@@ -5,6 +5,13 @@ cd "$(dirname "$0")/.."
 bash tools/install-deps.sh
 cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DLUMIVANE_TESTS=ON >/dev/null
 cmake --build build-release -j"$(nproc)"
+
+# A run works on its own copy of the configuration (the program rewrites it
+# at exit); the repository's data/Lumivane.ini is never written.
+Lumivane_ini=$(bash data/make-config.sh build-release/run)
+export Lumivane_ini
+
 # Until the application lands, the main job is the library's start-up and
 # shutdown frame, shown by the core test program.
-./build-release/tests/test_core --gtest_brief=1
+cd build-release/run
+../tests/test_core --gtest_brief=1
