@@ -14,9 +14,6 @@ static constexpr const char *source_ident = "bitmapfx::fquant";
 
 namespace {
 
-std::int32_t max_colors = 256;
-std::int32_t dither = 0;
-
 struct point {
     int colour[3]; // the cell's mean colour
     std::uint32_t cell;
@@ -119,38 +116,7 @@ quant_palette median_cut(const bitmap *source, int colors) {
     return palette;
 }
 
-void *run_effect(bitmapfx_driver *driver) {
-    return quant_run(driver, max_colors, dither, median_cut, quant_lookup::cell);
-}
-
-bitmapfx_parameter parameters[] = {
-    BITMAPFX_SOURCE_BITMAP,
-    BITMAPFX_TARGET_BITMAP,
-    {.key = "max_colors",
-     .help = "maximum number of colors (1..256)",
-     .procedures = nullptr,
-     .flags = 0,
-     .type = DTYPE_INT,
-     .size = sizeof max_colors,
-     .value = &max_colors,
-     .write_flag = 0},
-    {.key = "dither",
-     .help = "error diffusion (0 = none, 1 = floyd-steinberg)",
-     .procedures = nullptr,
-     .flags = 0,
-     .type = DTYPE_INT,
-     .size = sizeof dither,
-     .value = &dither,
-     .write_flag = 0},
-    BITMAPFX_PARAMETER_END,
-};
-
-const char *const supported[] = {"in24", "in32", "out8", nullptr};
-
-const bitmapfx_procedure procedures[] = {
-    {"fx", "run the effect", run_effect},
-    {nullptr, nullptr, nullptr},
-};
+using tables = quant_tables<median_cut, quant_lookup::cell>;
 
 } // namespace
 
@@ -161,7 +127,7 @@ bitmapfx_driver bitmapfx_quant_fast_driver = {
     .file = "./src/gfx/2d/bitmap/effects/fquant.c",
     .preset = "$path.presets$/fast-quant.preset",
     .comment = "fast (medium quality) quantization",
-    .supported = supported,
-    .param_list = parameters,
-    .proc_list = procedures,
+    .supported = quant_supported,
+    .param_list = tables::parameters,
+    .proc_list = tables::procedures,
 };

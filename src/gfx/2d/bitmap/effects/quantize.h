@@ -10,11 +10,13 @@
 // picture and parameters give the same bytes on every run and machine.
 #pragma once
 
+#include "core/dtype.h"
+#include "gfx/2d/bitmap/effects/bitmapfx.h"
+
 #include <cstdint>
 #include <vector>
 
 struct bitmap;
-struct bitmapfx_driver;
 
 struct quant_rgb {
     std::uint8_t r, g, b;
@@ -92,3 +94,45 @@ void *quant_run(bitmapfx_driver *driver, int max_colors, int dither, quant_build
 // the red, green and blue channels of both read as 24-bpp pixels (any depth);
 // infinity for identical pictures, -1 when the sizes differ.
 double quant_psnr(const bitmap *original, const bitmap *picture);
+
+// The depths every quantiser takes and gives.
+inline constexpr const char *quant_supported[] = {"in24", "in32", "out8", nullptr};
+
+// The settings, parameter rows and procedure table of one quantiser; the
+// quantisers differ only in how they build the palette and look colours up.
+// Each instantiation has its own settings, so two drivers never share storage.
+template <quant_builder build, quant_lookup lookup> struct quant_tables {
+    static inline std::int32_t max_colors = 256;
+    static inline std::int32_t dither = 0;
+
+    static void *run_effect(bitmapfx_driver *driver) {
+        return quant_run(driver, max_colors, dither, build, lookup);
+    }
+
+    static inline bitmapfx_parameter parameters[] = {
+        BITMAPFX_SOURCE_BITMAP,
+        BITMAPFX_TARGET_BITMAP,
+        {.key = "max_colors",
+         .help = "maximum number of colors (1..256)",
+         .procedures = nullptr,
+         .flags = 0,
+         .type = DTYPE_INT,
+         .size = sizeof max_colors,
+         .value = &max_colors,
+         .write_flag = 0},
+        {.key = "dither",
+         .help = "error diffusion (0 = none, 1 = floyd-steinberg)",
+         .procedures = nullptr,
+         .flags = 0,
+         .type = DTYPE_INT,
+         .size = sizeof dither,
+         .value = &dither,
+         .write_flag = 0},
+        BITMAPFX_PARAMETER_END,
+    };
+
+    static inline const bitmapfx_procedure procedures[] = {
+        {"fx", "run the effect", run_effect},
+        {nullptr, nullptr, nullptr},
+    };
+};

@@ -16,9 +16,6 @@ static constexpr const char *source_ident = "bitmapfx::squant";
 
 namespace {
 
-std::int32_t max_colors = 256;
-std::int32_t dither = 0;
-
 // A bound on the k-means passes; in practice they settle well before it.
 constexpr int refinement_passes = 32;
 
@@ -311,38 +308,7 @@ quant_palette build_palette(const bitmap *source, int colors) {
     return refine(source, cube_cut(source, colors));
 }
 
-void *run_effect(bitmapfx_driver *driver) {
-    return quant_run(driver, max_colors, dither, build_palette, quant_lookup::exact);
-}
-
-bitmapfx_parameter parameters[] = {
-    BITMAPFX_SOURCE_BITMAP,
-    BITMAPFX_TARGET_BITMAP,
-    {.key = "max_colors",
-     .help = "maximum number of colors (1..256)",
-     .procedures = nullptr,
-     .flags = 0,
-     .type = DTYPE_INT,
-     .size = sizeof max_colors,
-     .value = &max_colors,
-     .write_flag = 0},
-    {.key = "dither",
-     .help = "error diffusion (0 = none, 1 = floyd-steinberg)",
-     .procedures = nullptr,
-     .flags = 0,
-     .type = DTYPE_INT,
-     .size = sizeof dither,
-     .value = &dither,
-     .write_flag = 0},
-    BITMAPFX_PARAMETER_END,
-};
-
-const char *const supported[] = {"in24", "in32", "out8", nullptr};
-
-const bitmapfx_procedure procedures[] = {
-    {"fx", "run the effect", run_effect},
-    {nullptr, nullptr, nullptr},
-};
+using tables = quant_tables<build_palette, quant_lookup::exact>;
 
 } // namespace
 
@@ -353,7 +319,7 @@ bitmapfx_driver bitmapfx_quant_slow_driver = {
     .file = "./src/gfx/2d/bitmap/effects/squant.c",
     .preset = "$path.presets$/slow-quant.preset",
     .comment = "slow (good quality) quantization",
-    .supported = supported,
-    .param_list = parameters,
-    .proc_list = procedures,
+    .supported = quant_supported,
+    .param_list = tables::parameters,
+    .proc_list = tables::procedures,
 };
