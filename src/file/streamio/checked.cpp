@@ -99,3 +99,8 @@ void cstream_report_invalid_ungetc(const cstream_policy &policy, int line) {
     if (xmessage_fn report = channel(policy.failures))
         report(policy.source_file, line, policy.source_ident, "ungetc() called on invalid stream");
 }
+
+int placeholder_report(const placeholder_policy &policy, const char *name) {
+    xwarning(policy.source_file, policy.line, policy.source_ident, policy.message, name);
+    return 0;
+}

@@ -1,7 +1,7 @@
 // Pieces shared by the stream drivers that sit on a C stream: the overwrite
 // question of the checked drivers and the C-stream operations with a per-driver
-// failure policy.  Each driver keeps its own `overwrite_guard` (its sticky
-// answers) and its own `cstream_policy`; the code lives here once.
+// failure policy; also the body of the network placeholders.  Each driver keeps its own
+// `overwrite_guard` (its sticky answers) and its own `cstream_policy`; the code lives here once.
 #pragma once
 
 #include "file/streamio/streamio.h"
@@ -205,3 +205,22 @@ template <const cstream_policy &policy> struct cstream_ops {
     .fseek = ops::fseek, .ftell = ops::ftell, .rewind = ops::rewind, .fgets = ops::fgets,          \
     .fputs = ops::fputs, .fread = ops::fread, .fwrite = ops::fwrite, .fgetc = ops::fgetc,          \
     .fputc = ops::fputc, .ungetc = ops::ungetc, .vfscanf = ops::vfscanf, .vfprintf = ops::vfprintf
+
+// A network placeholder: its access check warns with `message` (one "%s", the
+// file name) and declines; it never opens anything.
+struct placeholder_policy {
+    const char *source_file;
+    const char *source_ident;
+    int line; // where the driver states its message
+    const char *message;
+};
+
+// Reports the policy's warning for `name`; always 0.
+int placeholder_report(const placeholder_policy &policy, const char *name);
+
+template <const placeholder_policy &policy> struct placeholder_ops {
+    // A warning, not an error: offering a file to a driver that cannot serve
+    // it is not a reason to end the program.
+    static int access(const char *name, const char *) { return placeholder_report(policy, name); }
+    static void *open(const char *, const char *, streamio_stream *) { return nullptr; }
+};

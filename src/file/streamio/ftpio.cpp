@@ -1,24 +1,17 @@
 // "ftpio": a placeholder for a network source.  Its access check reports that
 // no socket could be opened and declines; it never opens anything.
+#include "file/streamio/checked.h"
 #include "file/streamio/drivers.h"
-
-#include "core/message.h"
 
 static constexpr const char *source_file = "./src/file/streamio/ftpio.c";
 static constexpr const char *source_ident = "streamio::ftp";
 
 namespace {
 
-// Reported as a warning: offering a file to a driver that cannot serve it is
-// not a reason to end the program.
-int access(const char *name, const char *) {
-    XWARNING("failed to open socket for file tranfser protocol (ftp) '%s'", name);
-    return 0;
-}
-
-void *open(const char *, const char *, streamio_stream *) {
-    return nullptr;
-}
+constexpr placeholder_policy policy = {
+    source_file, source_ident, __LINE__,
+    "failed to open socket for file tranfser protocol (ftp) '%s'"};
+using ops = placeholder_ops<policy>;
 
 } // namespace
 
@@ -32,9 +25,9 @@ streamio_driver ftpio_driver = {
     .modes = "rwa",
     .buffering = 0,
     .init = nullptr,
-    .faccess = access,
+    .faccess = ops::access,
     .freturn = nullptr,
-    .fopen = open,
+    .fopen = ops::open,
     .fclose = nullptr,
     .feof = nullptr,
     .ferror = nullptr,
