@@ -142,18 +142,11 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
 
 bitmap *alchemy_load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
-    stream_ptr stream(xfopen(filename, "rb"));
-    if (!stream) {
-        XWARNING("error opening alchemy image(%s)", filename);
-        return nullptr;
-    }
     bitmap_ptr image;
-    {
-        byte_reader in(stream.get());
-        image = decode(in, filename, progress);
-    }
-    streamio_stream *file = stream.release();
-    XASSERT(xfclose(file) != EOF);
+    if (!read_file(DRIVER_ORIGIN, filename,
+                   {"error opening alchemy image(%s)", false, "xfclose(file) != EOF"},
+                   [&](byte_reader &in) { image = decode(in, filename, progress); }))
+        return nullptr;
     progress.finish();
     return image.release();
 }
@@ -200,27 +193,16 @@ int alchemy_save(const char *filename, bitmap *image) {
         }
         written = out.finish();
     }
-    streamio_stream *file = stream.release();
-    bool closed = xfclose(file) != EOF;
-    progress.finish();
-    if (!written || !closed) {
-        XWARNING("error writing alchemy image(%s)", filename);
-        return 0;
-    }
-    return 1;
+    return finish_save(DRIVER_ORIGIN, stream, progress, written, {},
+                       "error writing alchemy image(%s)", filename);
 }
 
 void alchemy_dump(const char *filename) {
-    stream_ptr stream(xfopen(filename, "rb"));
-    if (!stream)
-        return;
     alchemy_header header;
-    bool complete;
-    {
-        byte_reader in(stream.get());
-        complete = read_header(in, header);
-    }
-    xfclose(stream.release());
+    bool complete = false;
+    if (!read_file(DRIVER_ORIGIN, filename, {},
+                   [&](byte_reader &in) { complete = read_header(in, header); }))
+        return;
     if (!complete) {
         XWARNING("alchemy image(%s) has no \"mhwanh\" header", filename);
         return;

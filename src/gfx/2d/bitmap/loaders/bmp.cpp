@@ -139,15 +139,9 @@ int save(const char *filename, bitmap *image) {
         }
         written = out.finish();
     }
-    guard.release();
-    XASSERT(xfclose(stream) != EOF);
-    progress.finish();
-    if (!written) {
-        XWARNING("failed to write windows bitmap(%s)", filename);
-        remove_partial_file(written_name.c_str());
-        return 0;
-    }
-    return 1;
+    return finish_save(DRIVER_ORIGIN, guard, progress, written,
+                       {"xfclose(stream) != EOF", written_name.c_str()},
+                       "failed to write windows bitmap(%s)", filename);
 }
 
 // ---------------------------------------------------------------------------
@@ -373,36 +367,21 @@ bitmap *decode(byte_reader &in, const char *filename, progress_guard &progress) 
 
 bitmap *load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
+    std::unique_ptr<bitmap, decltype(&bitmap_kill)> result(nullptr, bitmap_kill);
     // The stream layer reports a file it cannot open.
-    streamio_stream *stream = xfopen(filename, "rb");
-    if (!stream)
+    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+                   [&](byte_reader &in) { result.reset(decode(in, filename, progress)); }))
         return nullptr;
-    stream_ptr guard{stream};
-    bitmap *image;
-    {
-        byte_reader in(stream);
-        image = decode(in, filename, progress);
-    }
-    std::unique_ptr<bitmap, decltype(&bitmap_kill)> result(image, bitmap_kill);
-    guard.release();
-    XASSERT(xfclose(stream) != EOF);
     progress.finish();
     return result.release();
 }
 
 void dump(const char *filename) {
-    streamio_stream *stream = xfopen(filename, "rb");
-    if (!stream)
-        return;
     bmp_header header{};
-    bool complete;
-    {
-        stream_ptr guard{stream};
-        byte_reader in(stream);
-        complete = read_headers(in, header, filename);
-        guard.release();
-    }
-    XASSERT(xfclose(stream) != EOF);
+    bool complete = false;
+    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+                   [&](byte_reader &in) { complete = read_headers(in, header, filename); }))
+        return;
     if (!complete)
         return;
     std::printf("\ndumping(%s)\n", filename);

@@ -1,5 +1,6 @@
 #include "gfx/2d/bitmap/loaders/bytes.h"
 
+#include "core/message.h"
 #include "core/progress.h"
 #include "file/streamio/streamio.h"
 
@@ -299,4 +300,49 @@ void progress_guard::finish() {
     record_ = nullptr;
     if (record)
         progress_deinit(record);
+}
+
+namespace {
+
+// A failed close reported as the assertion a driver states for it.
+void report_close_assertion(const driver_origin &origin, const char *assertion) {
+    xerror(origin.source_file, origin.line, origin.source_ident, "xassert(%s) failed", assertion);
+}
+
+} // namespace
+
+int finish_save(const driver_origin &origin, stream_ptr &stream, progress_guard &progress,
+                bool written, const save_ending &ending, const char *message,
+                const char *filename) {
+    bool closed = xfclose(stream.release()) != EOF;
+    if (!closed && ending.close_assertion)
+        report_close_assertion(origin, ending.close_assertion);
+    progress.finish();
+    if (written && (closed || ending.close_assertion))
+        return 1;
+    xwarning(origin.source_file, origin.line, origin.source_ident, message, filename);
+    if (ending.partial_name)
+        remove_partial_file(ending.partial_name);
+    return 0;
+}
+
+bool read_file_with(const driver_origin &origin, const char *filename, const read_opening &opening,
+                    void (*read)(byte_reader &in, void *context), void *context) {
+    streamio_stream *file = internal_xfopen(origin.source_file, origin.line, filename, "rb");
+    if (!file) {
+        if (opening.open_failure)
+            (opening.open_failure_ends ? xerror : xwarning)(origin.source_file, origin.line,
+                                                            origin.source_ident,
+                                                            opening.open_failure, filename);
+        return false;
+    }
+    {
+        stream_ptr guard{file};
+        byte_reader in(file);
+        read(in, context);
+        guard.release();
+    }
+    if (xfclose(file) == EOF && opening.close_assertion)
+        report_close_assertion(origin, opening.close_assertion);
+    return true;
 }

@@ -22,11 +22,15 @@
 // - progress_guard ends a progress indicator on every way out; call finish()
 //   on the normal path so that whatever ending the indicator reports reaches
 //   the caller.
+// - finish_save and read_file are the ends of a driver's save and the whole
+//   of its reading a file, with the driver's own messages passed in and
+//   reported from the driver's position (DRIVER_ORIGIN).
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 struct streamio_stream;
@@ -163,3 +167,57 @@ class progress_guard {
   private:
     progress *record_;
 };
+
+// Where a driver's reports come from: its module and the line of the call.
+struct driver_origin {
+    const char *source_file;
+    int line;
+    const char *source_ident;
+};
+#define DRIVER_ORIGIN                                                                              \
+    driver_origin {                                                                                \
+        source_file, __LINE__, source_ident                                                        \
+    }
+
+// What a driver does when a save fails.
+struct save_ending {
+    // Null: a failed close is a failed write.  Otherwise a failed close is a
+    // broken assertion, reported as "xassert(<close_assertion>) failed".
+    const char *close_assertion;
+    // Null, or the file to remove after a failure (see remove_partial_file).
+    const char *partial_name;
+};
+
+// The end of a save on the normal path: releases and closes the stream, ends
+// the progress indicator and returns 1; when a write (or, by `ending`, the
+// close) failed, warns `message` (printf-style, one "%s": `filename`),
+// removes the partial file by `ending` and returns 0.
+int finish_save(const driver_origin &origin, stream_ptr &stream, progress_guard &progress,
+                bool written, const save_ending &ending, const char *message, const char *filename);
+
+// How a driver opens and closes a file it reads.
+struct read_opening {
+    // Null: the stream layer's own report of a file it cannot open suffices.
+    // Otherwise reported with the file name, as an error when `open_failure_ends`,
+    // else as a warning.
+    const char *open_failure;
+    bool open_failure_ends;
+    // Null: a failed close is ignored.  Otherwise a failed close is reported
+    // as "xassert(<close_assertion>) failed".
+    const char *close_assertion;
+};
+
+bool read_file_with(const driver_origin &origin, const char *filename, const read_opening &opening,
+                    void (*read)(byte_reader &in, void *context), void *context);
+
+// Opens `filename` for reading, calls `read` with a reader on it and closes
+// it (also when a reported error unwinds through `read`).  False, after the
+// report `opening` asks for, when the file cannot be opened.
+template <class Read>
+bool read_file(const driver_origin &origin, const char *filename, const read_opening &opening,
+               Read &&read) {
+    using reader = std::remove_reference_t<Read>;
+    return read_file_with(
+        origin, filename, opening,
+        [](byte_reader &in, void *context) { (*static_cast<reader *>(context))(in); }, &read);
+}

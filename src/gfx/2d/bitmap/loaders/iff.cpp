@@ -460,18 +460,11 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
 
 bitmap *iff_load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
-    stream_ptr stream(xfopen(filename, "rb"));
-    if (!stream) {
-        XWARNING("error opening iff image(%s)", filename);
-        return nullptr;
-    }
     bitmap_ptr image;
-    {
-        byte_reader in(stream.get());
-        image = decode(in, filename, progress);
-    }
-    streamio_stream *file = stream.release();
-    XASSERT(xfclose(file) != EOF);
+    if (!read_file(DRIVER_ORIGIN, filename,
+                   {"error opening iff image(%s)", false, "xfclose(file) != EOF"},
+                   [&](byte_reader &in) { image = decode(in, filename, progress); }))
+        return nullptr;
     progress.finish();
     return image.release();
 }
@@ -489,38 +482,35 @@ void print_bmhd(const bmhd &h) {
 }
 
 void iff_dump(const char *filename) {
-    stream_ptr stream(xfopen(filename, "rb"));
-    if (!stream)
-        return;
-    {
-        byte_reader in(stream.get());
-        std::printf("\ndumping(%s)\n", filename);
-        auto form = [&](const chunk_id &type, std::uint32_t size) {
-            std::printf("FORM %10u bytes, type '%s'\n", size, type.text);
-            return true;
-        };
-        auto visit = [&](const chunk_id &id, std::uint32_t size) {
-            std::printf("  %s %10u bytes", id.text, size);
-            if (id.is("BMHD") && size == bmhd_size) {
-                std::uint8_t raw[bmhd_size];
-                if (in.read(raw, sizeof raw)) {
-                    std::printf("\n");
-                    print_bmhd(parse_bmhd(raw));
-                    return true;
+    if (!read_file(DRIVER_ORIGIN, filename, {}, [&](byte_reader &in) {
+            std::printf("\ndumping(%s)\n", filename);
+            auto form = [&](const chunk_id &type, std::uint32_t size) {
+                std::printf("FORM %10u bytes, type '%s'\n", size, type.text);
+                return true;
+            };
+            auto visit = [&](const chunk_id &id, std::uint32_t size) {
+                std::printf("  %s %10u bytes", id.text, size);
+                if (id.is("BMHD") && size == bmhd_size) {
+                    std::uint8_t raw[bmhd_size];
+                    if (in.read(raw, sizeof raw)) {
+                        std::printf("\n");
+                        print_bmhd(parse_bmhd(raw));
+                        return true;
+                    }
+                } else if (id.is("CMAP")) {
+                    std::printf(", %u colours", size / 3);
+                } else if (id.is("CAMG") && size >= 4) {
+                    std::uint32_t mode = in.be32();
+                    std::printf(", mode 0x%08x%s%s", mode,
+                                mode & camg_ham ? " hold-and-modify" : "",
+                                mode & camg_halfbright ? " half-bright" : "");
                 }
-            } else if (id.is("CMAP")) {
-                std::printf(", %u colours", size / 3);
-            } else if (id.is("CAMG") && size >= 4) {
-                std::uint32_t mode = in.be32();
-                std::printf(", mode 0x%08x%s%s", mode, mode & camg_ham ? " hold-and-modify" : "",
-                            mode & camg_halfbright ? " half-bright" : "");
-            }
-            std::printf("\n");
-            return true;
-        };
-        walk_chunks(in, filename, form, visit);
-    }
-    xfclose(stream.release());
+                std::printf("\n");
+                return true;
+            };
+            walk_chunks(in, filename, form, visit);
+        }))
+        return;
     std::fflush(stdout);
 }
 

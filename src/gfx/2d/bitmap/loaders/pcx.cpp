@@ -320,18 +320,11 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
 
 bitmap *pcx_load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
-    stream_ptr stream(xfopen(filename, "rb"));
-    if (!stream) {
-        XWARNING("error opening pcx image(%s)", filename);
-        return nullptr;
-    }
     bitmap_ptr image;
-    {
-        byte_reader in(stream.get());
-        image = decode(in, filename, progress);
-    }
-    streamio_stream *file = stream.release();
-    XASSERT(xfclose(file) != EOF);
+    if (!read_file(DRIVER_ORIGIN, filename,
+                   {"error opening pcx image(%s)", false, "xfclose(file) != EOF"},
+                   [&](byte_reader &in) { image = decode(in, filename, progress); }))
+        return nullptr;
     progress.finish();
     return image.release();
 }
@@ -410,27 +403,16 @@ int pcx_save(const char *filename, bitmap *image) {
         }
         written = out.finish();
     }
-    streamio_stream *file = stream.release();
-    bool closed = xfclose(file) != EOF;
-    progress.finish();
-    if (!written || !closed) {
-        XWARNING("error writing pcx image(%s)", filename);
-        return 0;
-    }
-    return 1;
+    return finish_save(DRIVER_ORIGIN, stream, progress, written, {}, "error writing pcx image(%s)",
+                       filename);
 }
 
 void pcx_dump(const char *filename) {
-    stream_ptr stream(xfopen(filename, "rb"));
-    if (!stream)
-        return;
     pcx_header header;
-    bool complete;
-    {
-        byte_reader in(stream.get());
-        complete = read_header(in, header);
-    }
-    xfclose(stream.release());
+    bool complete = false;
+    if (!read_file(DRIVER_ORIGIN, filename, {},
+                   [&](byte_reader &in) { complete = read_header(in, header); }))
+        return;
     if (!complete) {
         XWARNING("pcx image(%s) is shorter than its 128-byte header", filename);
         return;

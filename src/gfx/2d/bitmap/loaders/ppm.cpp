@@ -227,18 +227,11 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
 
 bitmap *ppm_load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
-    stream_ptr stream(xfopen(filename, "rb"));
-    if (!stream) {
-        XWARNING("error opening portable pixmap(%s)", filename);
-        return nullptr;
-    }
     bitmap_ptr image;
-    {
-        byte_reader in(stream.get());
-        image = decode(in, filename, progress);
-    }
-    streamio_stream *file = stream.release();
-    XASSERT(xfclose(file) != EOF);
+    if (!read_file(DRIVER_ORIGIN, filename,
+                   {"error opening portable pixmap(%s)", false, "xfclose(file) != EOF"},
+                   [&](byte_reader &in) { image = decode(in, filename, progress); }))
+        return nullptr;
     progress.finish();
     return image.release();
 }
@@ -307,36 +300,26 @@ int ppm_save(const char *filename, bitmap *image) {
         }
         written = out.finish();
     }
-    streamio_stream *file = stream.release();
-    bool closed = xfclose(file) != EOF;
-    progress.finish();
-    if (!written || !closed) {
-        XWARNING("error writing portable pixmap(%s)", filename);
-        return 0;
-    }
-    return 1;
+    return finish_save(DRIVER_ORIGIN, stream, progress, written, {},
+                       "error writing portable pixmap(%s)", filename);
 }
 
 void ppm_dump(const char *filename) {
-    stream_ptr stream(xfopen(filename, "rb"));
-    if (!stream)
-        return;
     std::uint32_t width = 0, height = 0, maxval = 0;
     int kind = -1;
     bool complete = false;
     std::string comment;
-    {
-        byte_reader in(stream.get());
-        pnm_scanner scan(in, filename);
-        if (in.getc() == 'P') {
-            kind = in.getc();
-            complete = scan.number("width", UINT32_MAX, width) &&
-                       scan.number("height", UINT32_MAX, height) &&
-                       scan.number("maxval", UINT32_MAX, maxval);
-        }
-        comment = scan.comment;
-    }
-    xfclose(stream.release());
+    if (!read_file(DRIVER_ORIGIN, filename, {}, [&](byte_reader &in) {
+            pnm_scanner scan(in, filename);
+            if (in.getc() == 'P') {
+                kind = in.getc();
+                complete = scan.number("width", UINT32_MAX, width) &&
+                           scan.number("height", UINT32_MAX, height) &&
+                           scan.number("maxval", UINT32_MAX, maxval);
+            }
+            comment = scan.comment;
+        }))
+        return;
     if (!complete) {
         XWARNING("portable pixmap(%s) has no complete header", filename);
         return;

@@ -29,6 +29,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -166,35 +167,26 @@ int save_with(const char *filename, const char *name, const char *comments, Body
         body(out, progress);
         written = out.finish();
     }
-    guard.release();
-    XASSERT(xfclose(stream) != EOF);
-    progress.finish();
-    if (!written) {
-        XWARNING("failed to write %s image(%s)", name, filename);
-        remove_partial_file(written_name.c_str());
-        return 0;
-    }
-    return 1;
+    // `name` is one of this module's driver names, free of '%'.
+    std::string message = std::string("failed to write ") + name + " image(%s)";
+    return finish_save(DRIVER_ORIGIN, guard, progress, written,
+                       {"xfclose(stream) != EOF", written_name.c_str()}, message.c_str(), filename);
 }
 
 // The reader's opening and closing: `decode` reads from the stream and
 // returns the bitmap or null.
 template <class Decode>
 bitmap *load_with(const char *filename, const char *name, const char *comments, Decode decode) {
-    streamio_stream *stream = xfopen(filename, "rb");
-    if (!stream)
+    bitmap_ptr result(nullptr, bitmap_kill);
+    // The indicator starts once the file is open and ends after it is closed.
+    std::optional<progress_guard> progress;
+    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+                   [&](byte_reader &in) {
+                       progress.emplace(name, comments);
+                       result.reset(decode(in, *progress));
+                   }))
         return nullptr;
-    stream_ptr guard{stream};
-    progress_guard progress(name, comments);
-    bitmap *image;
-    {
-        byte_reader in(stream);
-        image = decode(in, progress);
-    }
-    bitmap_ptr result(image, bitmap_kill);
-    guard.release();
-    XASSERT(xfclose(stream) != EOF);
-    progress.finish();
+    progress->finish();
     return result.release();
 }
 
@@ -320,18 +312,11 @@ bitmap *sbm2_load(const char *filename) {
 }
 
 void sbm2_dump(const char *filename) {
-    streamio_stream *stream = xfopen(filename, "rb");
-    if (!stream)
-        return;
     sbm_fields fields{};
-    bool complete;
-    {
-        stream_ptr guard{stream};
-        byte_reader in(stream);
-        complete = sbm2_read_header(in, fields, filename);
-        guard.release();
-    }
-    XASSERT(xfclose(stream) != EOF);
+    bool complete = false;
+    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+                   [&](byte_reader &in) { complete = sbm2_read_header(in, fields, filename); }))
+        return;
     if (complete)
         print_fields(filename, "SBM2", fields);
 }
@@ -559,18 +544,11 @@ bitmap *sbm3_load(const char *filename) {
 }
 
 void sbm3_dump(const char *filename) {
-    streamio_stream *stream = xfopen(filename, "rb");
-    if (!stream)
-        return;
     sbm_fields fields{};
-    bool complete;
-    {
-        stream_ptr guard{stream};
-        byte_reader in(stream);
-        complete = sbm3_read_header(in, fields, filename);
-        guard.release();
-    }
-    XASSERT(xfclose(stream) != EOF);
+    bool complete = false;
+    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+                   [&](byte_reader &in) { complete = sbm3_read_header(in, fields, filename); }))
+        return;
     if (complete)
         print_fields(filename, "SBM3", fields);
 }

@@ -169,15 +169,9 @@ int save(const char *filename, bitmap *image) {
         }
         written = out.finish();
     }
-    guard.release();
-    XASSERT(xfclose(stream) != EOF);
-    progress.finish();
-    if (!written) {
-        XWARNING("failed to write targa image(%s)", filename);
-        remove_partial_file(written_name.c_str());
-        return 0;
-    }
-    return 1;
+    return finish_save(DRIVER_ORIGIN, guard, progress, written,
+                       {"xfclose(stream) != EOF", written_name.c_str()},
+                       "failed to write targa image(%s)", filename);
 }
 
 // ---------------------------------------------------------------------------
@@ -478,37 +472,21 @@ bitmap *decode(byte_reader &in, const char *filename, progress_guard &progress) 
 
 bitmap *load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
-    streamio_stream *stream = xfopen(filename, "rb");
-    if (!stream) {
-        XERROR("error opening targa image(%s)", filename);
+    std::unique_ptr<bitmap, decltype(&bitmap_kill)> result(nullptr, bitmap_kill);
+    if (!read_file(DRIVER_ORIGIN, filename,
+                   {"error opening targa image(%s)", true, "xfclose(stream) != EOF"},
+                   [&](byte_reader &in) { result.reset(decode(in, filename, progress)); }))
         return nullptr;
-    }
-    stream_ptr guard{stream};
-    bitmap *image;
-    {
-        byte_reader in(stream);
-        image = decode(in, filename, progress);
-    }
-    std::unique_ptr<bitmap, decltype(&bitmap_kill)> result(image, bitmap_kill);
-    guard.release();
-    XASSERT(xfclose(stream) != EOF);
     progress.finish();
     return result.release();
 }
 
 void dump(const char *filename) {
-    streamio_stream *stream = xfopen(filename, "rb");
-    if (!stream)
-        return;
     std::uint8_t field[header_size];
-    bool complete;
-    {
-        stream_ptr guard{stream};
-        byte_reader in(stream);
-        complete = in.read(field, sizeof field);
-        guard.release();
-    }
-    XASSERT(xfclose(stream) != EOF);
+    bool complete = false;
+    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+                   [&](byte_reader &in) { complete = in.read(field, sizeof field); }))
+        return;
     if (!complete) {
         XWARNING("targa image(%s) is shorter than its %d-byte header", filename,
                  static_cast<int>(header_size));
