@@ -3,6 +3,7 @@
 #include "core/message.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <unistd.h>
 
@@ -29,7 +30,11 @@ void fuzz_install_targets() {
     xverbose = drop;
     xquestion = first_answer;
     // Harnesses may write scratch files: keep them out of the caller's folder.
-    char pattern[] = "/tmp/lumivane-fuzz-XXXXXX";
-    if (mkdtemp(pattern))
-        (void)chdir(pattern);
+    static char pattern[] = "/tmp/lumivane-fuzz-XXXXXX";
+    if (mkdtemp(pattern) && chdir(pattern) == 0)
+        std::atexit([] {
+            std::error_code ignored;
+            std::filesystem::current_path("/tmp", ignored);
+            std::filesystem::remove_all(pattern, ignored);
+        });
 }
