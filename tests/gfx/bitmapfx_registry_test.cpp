@@ -56,54 +56,12 @@ const char *const truecolour[] = {"in24", "in32", "out24", "out32", nullptr};
 bitmapfx_parameter recorder_parameters[] = {
     BITMAPFX_SOURCE_BITMAP,
     BITMAPFX_TARGET_BITMAP,
-    {.key = "level",
-     .help = "a level",
-     .procedures = nullptr,
-     .flags = 0,
-     .type = 5,
-     .size = 4,
-     .value = &level,
-     .write_flag = 0},
-    {.key = "tint",
-     .help = nullptr,
-     .procedures = nullptr,
-     .flags = 0,
-     .type = BITMAPFX_TYPE_RGBPACK,
-     .size = 3,
-     .value = &tint,
-     .write_flag = 0},
-    {.key = "secret",
-     .help = nullptr,
-     .procedures = nullptr,
-     .flags = BITMAPFX_NOT_STORABLE,
-     .type = 5,
-     .size = 4,
-     .value = &secret,
-     .write_flag = 0},
-    {.key = "needed",
-     .help = nullptr,
-     .procedures = "check",
-     .flags = BITMAPFX_REQUIRED,
-     .type = 5,
-     .size = 4,
-     .value = &needed,
-     .write_flag = 0},
-    {.key = "scratch",
-     .help = nullptr,
-     .procedures = "fx;rand",
-     .flags = BITMAPFX_CLEANED_UP,
-     .type = 5,
-     .size = 4,
-     .value = &scratch,
-     .write_flag = 0},
-    {.key = "preview",
-     .help = nullptr,
-     .procedures = "fx",
-     .flags = BITMAPFX_TARGET,
-     .type = BITMAPFX_TYPE_BITMAP,
-     .size = 36,
-     .value = nullptr,
-     .write_flag = 0},
+    fxtest::parameter("level", 5, 4, &level, 0, nullptr, "a level"),
+    fxtest::parameter("tint", BITMAPFX_TYPE_RGBPACK, 3, &tint),
+    fxtest::parameter("secret", 5, 4, &secret, BITMAPFX_NOT_STORABLE),
+    fxtest::parameter("needed", 5, 4, &needed, BITMAPFX_REQUIRED, "check"),
+    fxtest::parameter("scratch", 5, 4, &scratch, BITMAPFX_CLEANED_UP, "fx;rand"),
+    fxtest::parameter("preview", BITMAPFX_TYPE_BITMAP, 36, nullptr, BITMAPFX_TARGET, "fx"),
     BITMAPFX_PARAMETER_END,
 };
 
@@ -189,14 +147,7 @@ TEST_F(Registry, HashAndPresetCollisionsAreErrors) {
 TEST_F(Registry, ValuesThatDoNotReadBackStopRegistration) {
     static rgbscalar fine_colour = {0.1234567, 0.5, 0.5};
     static bitmapfx_parameter parameters[] = {
-        {.key = "colour",
-         .help = nullptr,
-         .procedures = nullptr,
-         .flags = 0,
-         .type = BITMAPFX_TYPE_RGBSCALAR,
-         .size = 24,
-         .value = &fine_colour,
-         .write_flag = 0},
+        fxtest::parameter("colour", BITMAPFX_TYPE_RGBSCALAR, 24, &fine_colour),
         BITMAPFX_PARAMETER_END,
     };
     static bitmapfx_driver driver =
@@ -210,22 +161,8 @@ TEST_F(Registry, ValuesThatDoNotReadBackStopRegistration) {
     static rgbpack ok = {1, 2, 3};
     static rgbscalar too_bright = {2.0, 0.0, 0.0};
     static bitmapfx_parameter bright[] = {
-        {.key = "ok",
-         .help = nullptr,
-         .procedures = nullptr,
-         .flags = 0,
-         .type = BITMAPFX_TYPE_RGBPACK,
-         .size = 3,
-         .value = &ok,
-         .write_flag = 0},
-        {.key = "glow",
-         .help = nullptr,
-         .procedures = nullptr,
-         .flags = 0,
-         .type = BITMAPFX_TYPE_RGBSCALAR,
-         .size = 24,
-         .value = &too_bright,
-         .write_flag = 0},
+        fxtest::parameter("ok", BITMAPFX_TYPE_RGBPACK, 3, &ok),
+        fxtest::parameter("glow", BITMAPFX_TYPE_RGBSCALAR, 24, &too_bright),
         BITMAPFX_PARAMETER_END,
     };
     static bitmapfx_driver glowing = plain("test.glow", "$path.presets$/glow.preset", bright);
@@ -237,14 +174,8 @@ TEST_F(Registry, ValuesThatDoNotReadBackStopRegistration) {
 TEST_F(Registry, NotStorableValuesAreNotReadBack) {
     static rgbscalar fine_colour = {0.1234567, 0.5, 0.5};
     static bitmapfx_parameter parameters[] = {
-        {.key = "colour",
-         .help = nullptr,
-         .procedures = nullptr,
-         .flags = BITMAPFX_NOT_STORABLE,
-         .type = BITMAPFX_TYPE_RGBSCALAR,
-         .size = 24,
-         .value = &fine_colour,
-         .write_flag = 0},
+        fxtest::parameter("colour", BITMAPFX_TYPE_RGBSCALAR, 24, &fine_colour,
+                          BITMAPFX_NOT_STORABLE),
         BITMAPFX_PARAMETER_END,
     };
     static bitmapfx_driver driver =
@@ -256,22 +187,8 @@ TEST_F(Registry, NotStorableValuesAreNotReadBack) {
 TEST_F(Registry, SharedStorageIsAnError) {
     static std::int32_t shared = 1;
     static bitmapfx_parameter parameters[] = {
-        {.key = "one",
-         .help = nullptr,
-         .procedures = nullptr,
-         .flags = 0,
-         .type = 5,
-         .size = 4,
-         .value = &shared,
-         .write_flag = 0},
-        {.key = "two",
-         .help = nullptr,
-         .procedures = nullptr,
-         .flags = 0,
-         .type = 5,
-         .size = 4,
-         .value = &shared,
-         .write_flag = 0},
+        fxtest::parameter("one", 5, 4, &shared),
+        fxtest::parameter("two", 5, 4, &shared),
         BITMAPFX_PARAMETER_END,
     };
     static bitmapfx_driver driver =
@@ -284,14 +201,7 @@ TEST_F(Registry, SharedStorageIsAnError) {
 TEST_F(Registry, StorageMustMatchItsType) {
     static double wide = 1.0;
     static bitmapfx_parameter parameters[] = {
-        {.key = "wide",
-         .help = nullptr,
-         .procedures = nullptr,
-         .flags = 0,
-         .type = 5,
-         .size = 8,
-         .value = &wide,
-         .write_flag = 0},
+        fxtest::parameter("wide", 5, 8, &wide),
         BITMAPFX_PARAMETER_END,
     };
     static bitmapfx_driver driver = plain("test.wide", "$path.presets$/wide.preset", parameters);
@@ -412,14 +322,7 @@ TEST_F(Registry, ResetEmptiesCleanedUpParameters) {
 
     static std::int32_t locked = 3;
     static bitmapfx_parameter parameters[] = {
-        {.key = "locked",
-         .help = nullptr,
-         .procedures = nullptr,
-         .flags = BITMAPFX_CLEANED_UP | BITMAPFX_NOT_STORABLE,
-         .type = 5,
-         .size = 4,
-         .value = &locked,
-         .write_flag = 0},
+        fxtest::parameter("locked", 5, 4, &locked, BITMAPFX_CLEANED_UP | BITMAPFX_NOT_STORABLE),
         BITMAPFX_PARAMETER_END,
     };
     static bitmapfx_driver stubborn =

@@ -36,6 +36,20 @@ inline void register_library_effects() {
     ensure_registered(&bitmapfx_plasma_standard_driver);
 }
 
+// One parameter row; the fields tests rarely set come last.
+inline bitmapfx_parameter parameter(const char *key, std::uint32_t type, std::uint32_t size,
+                                    void *value, std::uint32_t flags = 0,
+                                    const char *procedures = nullptr, const char *help = nullptr) {
+    return {.key = key,
+            .help = help,
+            .procedures = procedures,
+            .flags = flags,
+            .type = type,
+            .size = size,
+            .value = value,
+            .write_flag = 0};
+}
+
 // Runs the generator from its own state seeded with `seed` while it lives.
 class seeded_random {
   public:
