@@ -79,17 +79,6 @@ TEST_F(Alchemy, IndexedFileCarriesItsPalette) {
     EXPECT_EQ(static_cast<std::uint8_t>(file[32 + 3 * 200 + 1]), 200);
 }
 
-TEST_F(Alchemy, RoundTripKeepsPixelsAndColormap) {
-    for (int bpp : {8, 24}) {
-        image_ptr picture = make_pattern(19, 7, bpp, 8);
-        ASSERT_EQ(bitmapio_alchemy_driver.save("trip.raw", picture.get()), 1);
-        image_ptr back = load("trip.raw");
-        ASSERT_NE(back, nullptr);
-        EXPECT_EQ(bitmap_compare(back.get(), picture.get(), 1), 1) << bpp;
-        EXPECT_EQ(rgb_of(back.get()), rgb_of(picture.get())) << bpp;
-    }
-}
-
 TEST_F(Alchemy, RecognisedByItsMagic) {
     image_ptr picture = make_f_picture(24);
     ASSERT_EQ(bitmapio_alchemy_driver.save("named.tga", picture.get()), 1);

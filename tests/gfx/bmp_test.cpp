@@ -184,18 +184,6 @@ TEST_F(WindowsBitmap, DumpPrintsTheHeaders) {
 // ---------------------------------------------------------------------------
 // Reading
 
-TEST_F(WindowsBitmap, ReadsBackBothDepths) {
-    for (int bpp : {8, 24}) {
-        image_ptr image = make_f_picture(bpp);
-        ASSERT_EQ(save(image.get()), 1);
-        image_ptr loaded(bitmapio_bmp_driver.load("out.bmp"));
-        ASSERT_TRUE(loaded);
-        EXPECT_EQ(loaded->bpp, bpp);
-        EXPECT_EQ(bits_of(loaded.get()), bits_of(image.get()));
-        EXPECT_EQ(rgb_of(loaded.get()), f_rgb());
-    }
-}
-
 TEST_F(WindowsBitmap, EightBppWithoutPaletteStaysWithoutOne) {
     image_ptr image(bitmap_alloc2(3, 1, 8));
     const std::uint8_t indices[] = {5, 6, 7};

@@ -210,19 +210,6 @@ TEST_F(Pcx, ReadsTwoColourFilesOfPillowAsBlackAndWhite) {
     EXPECT_EQ(rgb_of(image.get()), rgb_from_command(pillow_reads("mono.pcx"), width, height));
 }
 
-TEST_F(Pcx, RoundTripKeepsPixelsAndPalette) {
-    for (int bpp : {8, 24}) {
-        image_ptr picture = make_pattern(17, 9, bpp, 5);
-        ASSERT_EQ(bitmapio_pcx_driver.save("trip.pcx", picture.get()), 1);
-        image_ptr back = load("trip.pcx");
-        ASSERT_NE(back, nullptr);
-        EXPECT_EQ(bitmap_compare(back.get(), picture.get(), 1), 1) << bpp;
-        if (bpp == 8) {
-            EXPECT_EQ(rgb_of(back.get()), rgb_of(picture.get()));
-        }
-    }
-}
-
 // --- decoding rules --------------------------------------------------------
 
 TEST_F(Pcx, RunsGoOnFromOneRowIntoTheNext) {
