@@ -82,24 +82,17 @@ TEST(ColorHsl, OutputPlacesMayBeNull) {
     EXPECT_NEAR(r, 1, 1e-12);
 }
 
-TEST(ColorHsl, InverseOfKnownColours) {
+// The known forward values above and the round trips below pin the inverse;
+// what they never reach is a hue outside 0..1.
+TEST(ColorHsl, InverseTakesHueCyclically) {
     triple t;
-    color_hsl2rgb(0, 1, 0.5, &t.a, &t.b, &t.c);
-    expect_triple(t, 1, 0, 0);
-    color_hsl2rgb(2.0 / 3, 1, 0.25, &t.a, &t.b, &t.c);
-    expect_triple(t, 0, 0, 0.5);
-    color_hsl2rgb(1.0 / 12, 1, 0.5, &t.a, &t.b, &t.c);
-    expect_triple(t, 1, 0.5, 0);
-    color_hsl2rgb(0.3, 0, 0.7, &t.a, &t.b, &t.c);
-    expect_triple(t, 0.7, 0.7, 0.7);
-    // Hue is cyclic.
     color_hsl2rgb(1.0 + 1.0 / 3, 1, 0.5, &t.a, &t.b, &t.c);
     expect_triple(t, 0, 1, 0);
     color_hsl2rgb(-1.0 / 3, 1, 0.5, &t.a, &t.b, &t.c);
     expect_triple(t, 0, 0, 1);
 }
 
-TEST(ColorHsv, KnownColoursBothWays) {
+TEST(ColorHsv, KnownColours) {
     int result = -1;
     expect_triple(hsv(0, 0, 0, &result), 0, 0, 0);
     EXPECT_EQ(result, 0);
@@ -109,13 +102,6 @@ TEST(ColorHsv, KnownColoursBothWays) {
     EXPECT_EQ(result, 1);
     expect_triple(hsv(0.2, 0.4, 0.6), 7.0 / 12, 2.0 / 3, 0.6);
     expect_triple(hsv(1, 0, 0), 0, 1, 1);
-    triple t;
-    color_hsv2rgb(7.0 / 12, 2.0 / 3, 0.6, &t.a, &t.b, &t.c);
-    expect_triple(t, 0.2, 0.4, 0.6);
-    color_hsv2rgb(5.0 / 6, 1, 1, &t.a, &t.b, &t.c); // magenta
-    expect_triple(t, 1, 0, 1);
-    color_hsv2rgb(0.5, 0, 0.3, &t.a, &t.b, &t.c);
-    expect_triple(t, 0.3, 0.3, 0.3);
 }
 
 TEST(ColorSpaces, RoundTripsOverAGrid) {
@@ -181,8 +167,6 @@ TEST(ColorNames, LookupByName) {
     EXPECT_DOUBLE_EQ(color_get_by_name("grey50")->g, 0.498039);
     EXPECT_DOUBLE_EQ(color_get_by_name("gray")->r, 0.752941);
     EXPECT_DOUBLE_EQ(color_get_by_name("grey")->b, 0.752941);
-    EXPECT_EQ(color_get_by_name("black")->g, 0.0);
-    EXPECT_EQ(color_get_by_name("white")->r, 1.0);
     EXPECT_NE(color_get_by_name("light_cyan"), nullptr);
     EXPECT_NE(color_get_by_name("lightcyan"), nullptr);
     EXPECT_EQ(color_get_by_name("ultraviolet"), nullptr);
