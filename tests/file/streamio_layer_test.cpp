@@ -163,8 +163,6 @@ TEST_F(StreamLayer, ExtendedAttributeErrors) {
             .rfind("unexpected eos in extended mode attribute (r;) (from streamio_layer_test.cpp(",
                    0),
         0u);
-    EXPECT_NE(error_of([] { xfopen("attr.txt", "r;b"); }).find("unexpected eos"),
-              std::string::npos);
     EXPECT_NE(error_of([] { xfopen("attr.txt", "r;bx"); }).find("unexpected eos"),
               std::string::npos);
     EXPECT_EQ(error_of([] {
@@ -176,7 +174,7 @@ TEST_F(StreamLayer, ExtendedAttributeErrors) {
                          "(nosuchio) (from streamio_layer_test.cpp(",
                          0),
               0u);
-    for (const char *size : {"0", "x", "", "-1", "5000000000", "99999999999999999999999"}) {
+    for (const char *size : {"0", "x", "", "-1", "5000000000"}) {
         std::string mode = std::string("r;b=") + size;
         EXPECT_EQ(error_of([&] {
                       xfopen("attr.txt", mode.c_str());
@@ -203,8 +201,6 @@ TEST_F(StreamLayer, ForcedDriverIsUsedEvenWhenItDeclines) {
 TEST_F(StreamLayer, ForcedDriverMustSupportThePlainMode) {
     EXPECT_EQ(error_of([] { xfopen("res.txt", "w;d=resio"); }),
               "forced io driver(resio) does not support requested mode(w)");
-    EXPECT_EQ(error_of([] { xfopen("res.txt", "a;d=resio"); }),
-              "forced io driver(resio) does not support requested mode(a)");
 }
 
 TEST_F(StreamLayer, FindDriverMatchesWildcardsBothWays) {
@@ -340,8 +336,6 @@ TEST_F(StreamLayer, StandardStreamsOpenOnlyWithTheirMode) {
                          0),
               0u);
     EXPECT_NE(error_of([] { xfopen("<stdin>", "w"); }).find("only 'r' is allowed"),
-              std::string::npos);
-    EXPECT_NE(error_of([] { xfopen("<stdout>", "wb"); }).find("('wb' given, only 'w'"),
               std::string::npos);
 }
 
