@@ -9,6 +9,7 @@
 #include "core/memio/memio.h"
 #include "core/message.h"
 #include "file/config.h"
+#include "streamio_test_support.h"
 #include "support/capture.h"
 #include "support/scratch.h"
 
@@ -19,7 +20,6 @@
 #include <cstring>
 #include <deque>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -27,37 +27,13 @@ static constexpr const char *source_file = "streamio_drivers_test.cpp";
 
 namespace {
 
-using stream_ptr = std::unique_ptr<streamio_stream, int (*)(streamio_stream *)>;
+using streamtest::alias;
+using streamtest::backup_folder;
+using streamtest::expect_in_child;
+using streamtest::stream_ptr;
 
 stream_ptr open_stream(const char *name, const char *mode) {
     return stream_ptr(xfopen(name, mode), xfclose);
-}
-
-// Sticky answers cannot be taken back, so the tests that set them run in a
-// fresh copy of the program; the scenario prints its findings to stderr.
-void expect_in_child(const std::function<void()> &scenario, const std::string &regex) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            scenario();
-            std::fflush(stderr);
-            std::_Exit(0);
-        },
-        testing::ExitedWithCode(0), regex);
-    GTEST_FLAG_SET(death_test_style, "fast");
-}
-
-std::string alias(const char *text) {
-    std::unique_ptr<char, void (*)(char *)> expanded(config_alias(text),
-                                                     [](char *block) { xfree(block); });
-    return expanded.get();
-}
-
-// The backup folder, created where it is a folder of our own.
-std::string backup_folder() {
-    std::string folder = alias("$path.bak$");
-    std::filesystem::create_directories(folder);
-    return folder;
 }
 
 class StreamDrivers : public testing::Test {

@@ -13,6 +13,7 @@
 #include "core/message.h"
 #include "core/xmain.h"
 #include "file/config.h"
+#include "streamio_test_support.h"
 #include "support/capture.h"
 #include "support/scratch.h"
 
@@ -20,7 +21,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -61,26 +61,11 @@ class stream_drivers_environment : public testing::Environment {
 [[maybe_unused]] testing::Environment *const environment =
     testing::AddGlobalTestEnvironment(new stream_drivers_environment);
 
-using stream_ptr = std::unique_ptr<streamio_stream, int (*)(streamio_stream *)>;
+using streamtest::expect_in_child;
+using streamtest::stream_ptr;
 
 stream_ptr open_stream(const char *name, const char *mode) {
     return stream_ptr(xfopen(name, mode), xfclose);
-}
-
-// Runs `scenario` in a fresh copy of this program (death test, "threadsafe"
-// style re-executes the binary), so process-wide state it changes for good
-// stays there.  The scenario prints what it found to stderr and the regex
-// judges it.
-void expect_in_child(const std::function<void()> &scenario, const std::string &regex) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            scenario();
-            std::fflush(stderr);
-            std::_Exit(0);
-        },
-        testing::ExitedWithCode(0), regex);
-    GTEST_FLAG_SET(death_test_style, "fast");
 }
 
 class StreamLayer : public testing::Test {
@@ -523,15 +508,7 @@ TEST(StreamLayerListing, ListsEveryDriverWithItsFacts) {
 // ---------------------------------------------------------------------------
 // Backups
 
-// The backup folder as the configuration resolves it, created when it is a
-// plain relative folder (while no configuration is active it is literally
-// "$path.bak$" in the current directory).
-std::string backup_folder() {
-    std::unique_ptr<char, void (*)(char *)> folder(config_alias("$path.bak$"),
-                                                   [](char *text) { xfree(text); });
-    std::filesystem::create_directories(folder.get());
-    return folder.get();
-}
+using streamtest::backup_folder;
 
 TEST_F(StreamLayer, BackupCopiesTheFileUnderTheBackupFolder) {
     std::string folder = backup_folder();
