@@ -3,6 +3,7 @@
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/color.h"
 #include "gfx/2d/bitmap/pixel.h"
+#include "image_test_support.h"
 #include "support/capture.h"
 
 #include <gtest/gtest.h>
@@ -14,10 +15,7 @@
 
 namespace {
 
-struct kill_bitmap {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using owned = std::unique_ptr<bitmap, kill_bitmap>;
+using owned = image_ptr;
 
 // Bytes the memory services hand out for one bitmap_alloc2 call, less the record.
 std::size_t block_bytes_of_alloc2(std::uint32_t xsize, std::uint32_t ysize, int bpp) {

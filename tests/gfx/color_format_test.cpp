@@ -3,6 +3,7 @@
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/color.h"
 #include "gfx/2d/bitmap/pixel.h"
+#include "image_test_support.h"
 #include "support/capture.h"
 
 #include <gtest/gtest.h>
@@ -12,10 +13,7 @@
 
 namespace {
 
-struct kill_bitmap {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using owned = std::unique_ptr<bitmap, kill_bitmap>;
+using owned = image_ptr;
 
 struct rgba {
     int r = -1, g = -1, b = -1, a = -1;

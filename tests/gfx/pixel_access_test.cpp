@@ -4,6 +4,7 @@
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
 #include "gfx/2d/bitmap/effects/bitmapfx_drivers.h"
 #include "gfx/2d/bitmap/pixel.h"
+#include "image_test_support.h"
 #include "support/capture.h"
 
 #include <gtest/gtest.h>
@@ -13,10 +14,7 @@
 
 namespace {
 
-struct kill_bitmap {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using owned = std::unique_ptr<bitmap, kill_bitmap>;
+using owned = image_ptr;
 
 const int depths[] = {8, 15, 16, 24, 32};
 
