@@ -1,8 +1,6 @@
 // Pixel access (cursor, putpixel, get_pixel) and depth conversion.
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/color.h"
-#include "gfx/2d/bitmap/effects/bitmapfx.h"
-#include "gfx/2d/bitmap/effects/bitmapfx_drivers.h"
 #include "gfx/2d/bitmap/pixel.h"
 #include "image_test_support.h"
 #include "support/capture.h"
@@ -58,11 +56,6 @@ bitmap *make_f(int bpp) {
         for (int x = 0; x < 6; ++x)
             bitmap_putpixel(image, x, y, raw(bpp, letter_f[y][x] == '#'));
     return image;
-}
-
-void register_quantiser() {
-    if (!bitmapfx_find_driver("quant.fast"))
-        bitmapfx_register_driver(&bitmapfx_quant_fast_driver);
 }
 
 } // namespace
@@ -271,20 +264,4 @@ TEST(PixelUpgrade, UnknownDepthsAreRefused) {
     owned image(make_f(24));
     EXPECT_EQ(error_of([&] { bitmap_upgrade(image.get(), 12); }), "xassert(0) failed");
     EXPECT_EQ(capture.errors.front().ident, "bitmap::pixel");
-}
-
-TEST(PixelUpgrade, ToPaletteThroughTheQuantiser) {
-    register_quantiser();
-    message_capture capture;
-    owned expected(make_f(24));
-    for (int from : {15, 16, 24, 32}) {
-        owned source(make_f(from));
-        owned palette(bitmap_upgrade(source.get(), 8));
-        ASSERT_NE(palette, nullptr) << from;
-        EXPECT_EQ(palette->bpp, 8);
-        ASSERT_NE(palette->cmap, nullptr) << from;
-        // Two colours fit any palette: the picture comes back exactly.
-        owned back(bitmap_upgrade(palette.get(), 24));
-        EXPECT_TRUE(bitmap_compare(back.get(), expected.get(), 1)) << from;
-    }
 }
