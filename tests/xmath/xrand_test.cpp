@@ -254,35 +254,20 @@ TEST(XrandRanges, WidestBoundsNeitherOverflowNorLeaveTheRange) {
 }
 
 TEST(XrandRanges, MaximumRawValueMapsToTheRangeStart) {
-    {
+    // Each draw starts again from the seed whose first raw value is 2^31 - 1.
+    auto first = [](auto draw) {
         borrowed_state buffer(maximum_raw_seed, 8);
-        EXPECT_EQ(xrandom(), 2147483647);
-    }
-    {
-        borrowed_state buffer(maximum_raw_seed, 8);
-        EXPECT_EQ(xrand(), 0);
-    }
-    {
-        borrowed_state buffer(maximum_raw_seed, 8);
-        EXPECT_EQ(xrand_mm(-7, 9), -7);
-    }
-    {
-        borrowed_state buffer(maximum_raw_seed, 8);
-        EXPECT_EQ(xrand_mm(10, 0), 10); // the one way a reversed range reaches its start
-    }
-    {
-        borrowed_state buffer(maximum_raw_seed, 8);
-        EXPECT_EQ(xrand_mm(std::numeric_limits<std::int32_t>::min(), 0),
-                  std::numeric_limits<std::int32_t>::min());
-    }
-    {
-        borrowed_state buffer(maximum_raw_seed, 8);
-        EXPECT_EQ(xrand_fmm(-2.5, 4.0), -2.5);
-    }
-    {
-        borrowed_state buffer(maximum_raw_seed, 8);
-        EXPECT_FALSE(xrand_bool());
-    }
+        return draw();
+    };
+    const std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
+    EXPECT_EQ(first(xrandom), 2147483647);
+    EXPECT_EQ(first(xrand), 0);
+    EXPECT_EQ(first([] { return xrand_mm(-7, 9); }), -7);
+    // The one way a reversed range reaches its start.
+    EXPECT_EQ(first([] { return xrand_mm(10, 0); }), 10);
+    EXPECT_EQ(first([=] { return xrand_mm(lowest, 0); }), lowest);
+    EXPECT_EQ(first([] { return xrand_fmm(-2.5, 4.0); }), -2.5);
+    EXPECT_FALSE(first(xrand_bool));
 }
 
 TEST(XrandRanges, BooleansLeanSlightlyTowardFalse) {
