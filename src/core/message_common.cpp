@@ -146,3 +146,18 @@ void message_channel_aux(message_channel &channel, xmessage_fn self, const char 
     if (channel.aux_sink(file, line, message) == 1)
         xerror(channel.source_file, __LINE__, channel.ident, "user aborted");
 }
+
+void message_channel_override(message_channel &channel, const message_target<xmessage_fn> *targets,
+                              const char *name) {
+    if (const char *configured = message_config_step(channel.config))
+        channel.override(configured);
+    if (!name)
+        return;
+    const auto *target = message_find_target(targets, name);
+    if (!target) {
+        xerror(channel.source_file, __LINE__, channel.ident, "unknown key given '%s' for override",
+               name);
+        return;
+    }
+    *channel.pointer = target->function;
+}

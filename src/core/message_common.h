@@ -76,3 +76,28 @@ void message_channel_cok(message_channel &channel, xmessage_fn self, const char 
 void message_channel_nil(message_channel &channel, const char *file, int line, const char *format);
 void message_channel_aux(message_channel &channel, xmessage_fn self, const char *file, int line,
                          const char *ident, const char *format, std::va_list args);
+
+// The configuration step, then the switch to the named target (null: only
+// the step); an unknown name is reported from the channel's module.
+void message_channel_override(message_channel &channel, const message_target<xmessage_fn> *targets,
+                              const char *name);
+
+// Defines the five targets <prefix>_log, _con, _cok, _nil and _aux of a
+// report channel whose record is called `channel` in the defining module.
+#define MESSAGE_CHANNEL_TARGET(prefix, target)                                                     \
+    void prefix##_##target(const char *file, int line, const char *ident, const char *format,      \
+                           ...) {                                                                  \
+        std::va_list args;                                                                         \
+        va_start(args, format);                                                                    \
+        message_channel_##target(channel, prefix##_##target, file, line, ident, format, args);     \
+        va_end(args);                                                                              \
+    }
+#define MESSAGE_CHANNEL_TARGETS(prefix)                                                            \
+    MESSAGE_CHANNEL_TARGET(prefix, log)                                                            \
+    MESSAGE_CHANNEL_TARGET(prefix, con)                                                            \
+    MESSAGE_CHANNEL_TARGET(prefix, cok)                                                            \
+    MESSAGE_CHANNEL_TARGET(prefix, aux)                                                            \
+    /* Drops the message; the arguments are still checked. */                                      \
+    void prefix##_nil(const char *file, int line, const char *, const char *format, ...) {         \
+        message_channel_nil(channel, file, line, format);                                          \
+    }

@@ -17,33 +17,7 @@ static constexpr message_target<xmessage_fn> targets[] = {
 };
 
 void xverbose_override(const char *name) {
-    if (const char *configured = message_config_step(channel.config))
-        xverbose_override(configured);
-    if (!name)
-        return;
-    const auto *target = message_find_target(targets, name);
-    if (!target) {
-        XERROR("unknown key given '%s' for override", name);
-        return;
-    }
-    xverbose = target->function;
+    message_channel_override(channel, targets, name);
 }
 
-#define VERBOSE_TARGET(target)                                                                     \
-    void verbose_##target(const char *file, int line, const char *ident, const char *format,       \
-                          ...) {                                                                   \
-        std::va_list args;                                                                         \
-        va_start(args, format);                                                                    \
-        message_channel_##target(channel, verbose_##target, file, line, ident, format, args);      \
-        va_end(args);                                                                              \
-    }
-
-VERBOSE_TARGET(log)
-VERBOSE_TARGET(con)
-VERBOSE_TARGET(cok)
-VERBOSE_TARGET(aux)
-
-// Drops the message; the arguments are still checked.
-void verbose_nil(const char *file, int line, const char *, const char *format, ...) {
-    message_channel_nil(channel, file, line, format);
-}
+MESSAGE_CHANNEL_TARGETS(verbose)

@@ -17,33 +17,7 @@ static constexpr message_target<xmessage_fn> targets[] = {
 };
 
 void xwarning_override(const char *name) {
-    if (const char *configured = message_config_step(channel.config))
-        xwarning_override(configured);
-    if (!name)
-        return;
-    const auto *target = message_find_target(targets, name);
-    if (!target) {
-        XERROR("unknown key given '%s' for override", name);
-        return;
-    }
-    xwarning = target->function;
+    message_channel_override(channel, targets, name);
 }
 
-#define WARNING_TARGET(target)                                                                     \
-    void warning_##target(const char *file, int line, const char *ident, const char *format,       \
-                          ...) {                                                                   \
-        std::va_list args;                                                                         \
-        va_start(args, format);                                                                    \
-        message_channel_##target(channel, warning_##target, file, line, ident, format, args);      \
-        va_end(args);                                                                              \
-    }
-
-WARNING_TARGET(log)
-WARNING_TARGET(con)
-WARNING_TARGET(cok)
-WARNING_TARGET(aux)
-
-// Drops the message; the arguments are still checked.
-void warning_nil(const char *file, int line, const char *, const char *format, ...) {
-    message_channel_nil(channel, file, line, format);
-}
+MESSAGE_CHANNEL_TARGETS(warning)
