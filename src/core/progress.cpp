@@ -98,3 +98,30 @@ void progress_deinit(progress *record) {
     if (!hooked && keyb_kbhit() && keyb_getch() == escape_key)
         XERROR("user aborted");
 }
+
+progress_guard::progress_guard(const char *name, const char *info)
+    : record_(progress_init_internal(0, 0, name, info)) {}
+
+progress_guard::~progress_guard() {
+    // Ending the indicator may report (a user's Escape); while an error
+    // unwinds that report has nowhere to go.
+    try {
+        finish();
+    } catch (...) {
+    }
+}
+
+void progress_guard::add(double done, double total) {
+    progress_add(record_, done, total);
+}
+
+void progress_guard::reset() {
+    progress_reset(record_);
+}
+
+void progress_guard::finish() {
+    progress *record = record_;
+    record_ = nullptr;
+    if (record)
+        progress_deinit(record);
+}

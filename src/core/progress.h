@@ -25,3 +25,19 @@ progress *progress_init_internal(std::int32_t value, std::int32_t value2, const 
 void progress_add(progress *record, double done, double total);
 void progress_reset(progress *record);
 void progress_deinit(progress *record);
+
+// Ends a progress indicator on every way out of a scope (an error that
+// unwinds included); finish() ends it early.
+class progress_guard {
+  public:
+    progress_guard(const char *name, const char *info);
+    progress_guard(const progress_guard &) = delete;
+    progress_guard &operator=(const progress_guard &) = delete;
+    ~progress_guard();
+    void add(double done, double total);
+    void reset();
+    void finish();
+
+  private:
+    progress *record_;
+};

@@ -2,15 +2,18 @@
 // owned bitmaps, seeded random numbers and small test pictures.
 #pragma once
 
+#include "core/progress.h"
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
 #include "gfx/2d/bitmap/effects/bitmapfx_drivers.h"
 #include "gfx/2d/bitmap/pixel.h"
 #include "xmath/xrand.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace fxtest {
@@ -30,11 +33,33 @@ inline void ensure_registered(bitmapfx_driver *driver) {
         bitmapfx_register_driver(driver);
 }
 
+// Every built-in effect, in the application's order.
 inline void register_library_effects() {
-    ensure_registered(&bitmapfx_quant_fast_driver);
-    ensure_registered(&bitmapfx_quant_slow_driver);
-    ensure_registered(&bitmapfx_plasma_standard_driver);
+    for (bitmapfx_driver *const *driver = bitmapfx_builtin_drivers; *driver; ++driver)
+        ensure_registered(*driver);
 }
+
+// Keeps a driver's stored parameter values while it lives and puts them back
+// afterwards, so that a test's settings (or a "rand") never reach the next.
+class parameter_snapshot {
+  public:
+    explicit parameter_snapshot(bitmapfx_driver *driver) {
+        for (bitmapfx_parameter *p = driver->param_list; p && p->key; ++p)
+            if (p->write_flag) {
+                auto *bytes = static_cast<std::uint8_t *>(p->value);
+                saved_.push_back({p, std::vector<std::uint8_t>(bytes, bytes + p->size)});
+            }
+    }
+    ~parameter_snapshot() {
+        for (auto &[parameter, bytes] : saved_)
+            std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t *>(parameter->value));
+    }
+    parameter_snapshot(const parameter_snapshot &) = delete;
+    parameter_snapshot &operator=(const parameter_snapshot &) = delete;
+
+  private:
+    std::vector<std::pair<bitmapfx_parameter *, std::vector<std::uint8_t>>> saved_;
+};
 
 // One parameter row; the fields tests rarely set come last.
 inline bitmapfx_parameter parameter(const char *key, std::uint32_t type, std::uint32_t size,
@@ -49,6 +74,16 @@ inline bitmapfx_parameter parameter(const char *key, std::uint32_t type, std::ui
             .value = value,
             .write_flag = 0};
 }
+
+// While it lives, progress reports go to a hook that drops them, so that an
+// effect's text bar does not fill the test log.
+class quiet_progress {
+  public:
+    quiet_progress() { progress_hook([](double) {}); }
+    ~quiet_progress() { progress_hook(nullptr); }
+    quiet_progress(const quiet_progress &) = delete;
+    quiet_progress &operator=(const quiet_progress &) = delete;
+};
 
 // Runs the generator from its own state seeded with `seed` while it lives.
 class seeded_random {

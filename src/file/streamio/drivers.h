@@ -21,3 +21,11 @@ extern streamio_driver silent_backupio_driver;     // "silent-backupio": backs u
 extern streamio_driver resio_driver;               // "resio": read-only resource files
 extern streamio_driver single_file_cacheio_driver; // "single-file-cacheio": whole file in memory
 extern streamio_driver latent_cacheio_driver;      // "latent-cacheio": block cache before a file
+
+// The drivers the application registers, in its registration order (the
+// last is tried first); null ends the list.  "reslogio" and
+// "silent-backupio" are library drivers that the program does not carry.
+extern streamio_driver *const streamio_builtin_drivers[];
+
+// Registers each driver of streamio_builtin_drivers, in order.
+void streamio_register_builtin_drivers();

@@ -62,3 +62,9 @@ extern bitmapio_driver bitmapio_iff_driver;                   // "iff"
 extern bitmapio_driver bitmapio_alchemy_driver;               // "alchemy"
 extern bitmapio_driver bitmapio_ppm_driver;                   // "portable pixmap"
 extern bitmapio_driver bitmapio_targa_driver;                 // "targa"
+
+// The same drivers as one list in that order; null ends it.
+extern bitmapio_driver *const bitmapio_builtin_drivers[];
+
+// Registers each driver of bitmapio_builtin_drivers, in order.
+void bitmapio_register_builtin_drivers();

@@ -24,7 +24,10 @@
 //   target returns instead, the functions return their failure value.
 #pragma once
 
+#include "core/dtype.h"
+
 #include <cstdint>
+#include <type_traits>
 
 struct bitmap;
 struct bitmapfx_driver;
@@ -140,6 +143,73 @@ inline constexpr std::uint32_t BITMAPFX_CMAP_SIZE = 8;
         .key = nullptr, .help = nullptr, .procedures = nullptr, .flags = 0, .type = 0, .size = 0,  \
         .value = nullptr, .write_flag = 0                                                          \
     }
+
+// Parameter rows, one line each.  The type code follows from the C++ type
+// of the driver's storage: std::int32_t is "int", double "scalar", the colour
+// records their extended types and a char[4096] buffer "string".  Use
+// bitmapfx_param_typed where the storage type alone does not say it (a
+// 32-bit "bool" flag, an unsigned number, a "pixel").
+template <class T> constexpr std::uint32_t bitmapfx_type_of() {
+    using U = std::remove_cv_t<T>;
+    if constexpr (std::is_same_v<U, std::int32_t>)
+        return DTYPE_INT;
+    else if constexpr (std::is_same_v<U, std::uint32_t>)
+        return DTYPE_UINT;
+    else if constexpr (std::is_same_v<U, double>)
+        return DTYPE_DOUBLE;
+    else if constexpr (std::is_same_v<U, rgbpack>)
+        return BITMAPFX_TYPE_RGBPACK;
+    else if constexpr (std::is_same_v<U, rgbapack>)
+        return BITMAPFX_TYPE_RGBAPACK;
+    else if constexpr (std::is_same_v<U, rgbint>)
+        return BITMAPFX_TYPE_RGBINT;
+    else if constexpr (std::is_same_v<U, rgbaint>)
+        return BITMAPFX_TYPE_RGBAINT;
+    else if constexpr (std::is_same_v<U, rgbscalar>)
+        return BITMAPFX_TYPE_RGBSCALAR;
+    else if constexpr (std::is_same_v<U, rgbascalar>)
+        return BITMAPFX_TYPE_RGBASCALAR;
+    else if constexpr (std::is_same_v<U, char[4096]>)
+        return DTYPE_STRING;
+    else
+        static_assert(sizeof(U) == 0, "no typed-value code for this storage type");
+}
+
+template <class T>
+constexpr bitmapfx_parameter bitmapfx_param_typed(const char *key, const char *help,
+                                                  std::uint32_t type, T &storage,
+                                                  std::uint32_t flags = 0) {
+    return {.key = key,
+            .help = help,
+            .procedures = nullptr,
+            .flags = flags,
+            .type = type,
+            .size = sizeof(T),
+            .value = &storage,
+            .write_flag = 0};
+}
+
+template <class T>
+constexpr bitmapfx_parameter bitmapfx_param(const char *key, const char *help, T &storage,
+                                            std::uint32_t flags = 0) {
+    return bitmapfx_param_typed(key, help, bitmapfx_type_of<T>(), storage, flags);
+}
+
+// A bitmap (or colormap) passed by reference, without storage of its own:
+// kept as the caller's pointer, checked for the procedures listed.
+constexpr bitmapfx_parameter bitmapfx_reference_param(const char *key, const char *help,
+                                                      std::uint32_t flags = 0,
+                                                      const char *procedures = "fx",
+                                                      std::uint32_t type = BITMAPFX_TYPE_BITMAP) {
+    return {.key = key,
+            .help = help,
+            .procedures = procedures,
+            .flags = flags,
+            .type = type,
+            .size = type == BITMAPFX_TYPE_BITMAP ? BITMAPFX_BITMAP_SIZE : BITMAPFX_CMAP_SIZE,
+            .value = nullptr,
+            .write_flag = 0};
+}
 
 // Installs the extended types with the typed-value service (registration
 // does this before its first driver check; calling it again does nothing).

@@ -11,6 +11,7 @@
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
 #include "gfx/2d/bitmap/effects/bitmapfx_drivers.h"
+#include "gfx/2d/bitmap/effects/fxkit.h"
 #include "xmath/xrand.h"
 
 #include <algorithm>
@@ -133,7 +134,7 @@ class blender {
 };
 
 void *run_effect(bitmapfx_driver *driver) {
-    auto *source = static_cast<const bitmap *>(bitmapfx_talk(driver, "source_bitmap", nullptr));
+    const bitmap *source = fxkit::source(driver);
     if (!source)
         return nullptr;
     if (source->bpp != 24 && source->bpp != 32) {
@@ -159,49 +160,22 @@ void *run_effect(bitmapfx_driver *driver) {
         }
     }
     progress_deinit(report);
-    bitmapfx_talk(driver, "target_bitmap", target);
-    return target;
+    return fxkit::finish(driver, target);
 }
 
 bitmapfx_parameter parameters[] = {
     BITMAPFX_SOURCE_BITMAP,
     BITMAPFX_TARGET_BITMAP,
-    {.key = "sblend",
-     .help = "source blending color percentage",
-     .procedures = nullptr,
-     .flags = 0,
-     .type = BITMAPFX_TYPE_RGBSCALAR,
-     .size = sizeof sblend,
-     .value = &sblend,
-     .write_flag = 0},
-    {.key = "tblend",
-     .help = "target blending color percentage",
-     .procedures = nullptr,
-     .flags = 0,
-     .type = BITMAPFX_TYPE_RGBSCALAR,
-     .size = sizeof tblend,
-     .value = &tblend,
-     .write_flag = 0},
+    bitmapfx_param("sblend", "source blending color percentage", sblend),
+    bitmapfx_param("tblend", "target blending color percentage", tblend),
     BITMAPFX_PARAMETER_END,
 };
 
-const char *const supported[] = {"in24", "in32", "out24", "out32", nullptr};
-
-const bitmapfx_procedure procedures[] = {
-    {"fx", "run the effect", run_effect},
-    {nullptr, nullptr, nullptr},
-};
+const bitmapfx_procedure procedures[] = {fxkit::fx_procedure(run_effect), fxkit::procedure_end};
 
 } // namespace
 
-bitmapfx_driver bitmapfx_plasma_standard_driver = {
-    .next = nullptr,
-    .hash = 0,
-    .name = "plasma.standard",
-    .file = "./src/gfx/2d/bitmap/effects/plasma.c",
-    .preset = "$path.presets$/standard-plasma.preset",
-    .comment = "render plasma clouds",
-    .supported = supported,
-    .param_list = parameters,
-    .proc_list = procedures,
-};
+bitmapfx_driver bitmapfx_plasma_standard_driver =
+    fxkit::driver("plasma.standard", "./src/gfx/2d/bitmap/effects/plasma.c",
+                  "$path.presets$/standard-plasma.preset", "render plasma clouds",
+                  fxkit::depths_rgb, parameters, procedures);

@@ -19,13 +19,14 @@
 //   of scope, so that a reported error unwinding through a driver does not
 //   leave the file in the stream layer's open table.  On the normal path a
 //   driver releases it and closes the stream itself, to report a failed close.
-// - progress_guard ends a progress indicator on every way out; call finish()
-//   on the normal path so that whatever ending the indicator reports reaches
-//   the caller.
+// - progress_guard (core/progress.h): call finish() on the normal path so
+//   that whatever ending the indicator reports reaches the caller.
 // - finish_save and read_file are the ends of a driver's save and the whole
 //   of its reading a file, with the driver's own messages passed in and
 //   reported from the driver's position (DRIVER_ORIGIN).
 #pragma once
+
+#include "core/progress.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -34,7 +35,6 @@
 #include <vector>
 
 struct streamio_stream;
-struct progress;
 
 inline std::uint16_t get_le16(const std::uint8_t *p) {
     return static_cast<std::uint16_t>(p[0] | (p[1] << 8));
@@ -152,20 +152,6 @@ class byte_writer {
     streamio_stream *stream_;
     std::vector<std::uint8_t> buffer_;
     bool ok_ = true;
-};
-
-class progress_guard {
-  public:
-    progress_guard(const char *name, const char *info);
-    progress_guard(const progress_guard &) = delete;
-    progress_guard &operator=(const progress_guard &) = delete;
-    ~progress_guard();
-    void add(double done, double total);
-    void reset();
-    void finish();
-
-  private:
-    progress *record_;
 };
 
 // Where a driver's reports come from: its module and the line of the call.

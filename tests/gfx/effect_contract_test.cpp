@@ -1,0 +1,135 @@
+// The contract every built-in effect keeps, run over the registration list:
+// at every depth and on tiny and ordinary pictures the source is left alone,
+// the target has the documented size and depth, a seed fixes the bytes (also
+// after "rand"), and the effect does something.  Drivers differ from the
+// default expectations only through their row in `facts` below.
+#include "gfx/bitmapfx_test_util.h"
+#include "support/capture.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <utility>
+
+namespace {
+
+using fxtest::owned;
+
+struct size2 {
+    std::uint32_t x, y;
+};
+
+// What sets a driver apart from the default expectations.
+struct driver_facts {
+    const char *name;
+    // The target's size for a source of the given size (null: the same).
+    std::function<size2(size2)> size = nullptr;
+    // The target's depth when the driver reads the source's depth (0: the same).
+    int out_bpp = 0;
+    // Parameters a run needs beyond the source (held only for the run).
+    std::function<void(bitmapfx_driver *, const bitmap *source)> prepare = nullptr;
+    // True when the defaults may leave an ordinary picture as it was.
+    bool may_copy = false;
+};
+
+// Only drivers whose behaviour differs from "same size, same depth, changes
+// the picture" have a row.
+const driver_facts facts[] = {
+    {.name = "quant.fast", .out_bpp = 8},
+    {.name = "quant.slow", .out_bpp = 8},
+};
+
+const driver_facts &facts_of(const std::string &name) {
+    static const driver_facts plain{.name = ""};
+    for (const driver_facts &f : facts)
+        if (name == f.name)
+            return f;
+    return plain;
+}
+
+std::vector<std::string> builtin_names() {
+    std::vector<std::string> names;
+    for (bitmapfx_driver *const *d = bitmapfx_builtin_drivers; *d; ++d)
+        names.push_back((*d)->name);
+    return names;
+}
+
+// The test picture at a depth (8 bpp through the quantiser, with a colormap).
+owned picture(std::uint32_t width, std::uint32_t height, int bpp) {
+    owned rgb(fxtest::photo_like(static_cast<int>(width), static_cast<int>(height)));
+    if (bpp == 24)
+        return rgb;
+    return owned(bitmap_upgrade(rgb.get(), bpp));
+}
+
+class EffectContract : public testing::TestWithParam<std::string> {
+  protected:
+    static void SetUpTestSuite() { fxtest::register_library_effects(); }
+
+    void SetUp() override {
+        driver_ = bitmapfx_find_driver(GetParam().c_str());
+        ASSERT_NE(driver_, nullptr);
+        facts_ = &facts_of(GetParam());
+    }
+
+    // One seeded run of "rand" (when asked and present) and "fx".
+    owned run(const bitmap *source, std::uint32_t seed, bool randomize) {
+        fxtest::parameter_snapshot keep(driver_);
+        fxtest::seeded_random random(seed);
+        if (facts_->prepare)
+            facts_->prepare(driver_, source);
+        if (randomize && bitmapfx_is_subproc(driver_, "rand"))
+            bitmapfx_call(driver_, "rand");
+        return owned(bitmapfx_simple(driver_, source));
+    }
+
+    fxtest::quiet_progress quiet_;
+    bitmapfx_driver *driver_ = nullptr;
+    const driver_facts *facts_ = nullptr;
+};
+
+TEST_P(EffectContract, KeepsTheContractAtEveryDepthAndSize) {
+    for (int bpp : {8, 15, 16, 24, 32})
+        for (size2 size : {size2{1, 1}, size2{3, 2}, size2{64, 48}}) {
+            SCOPED_TRACE(testing::Message() << bpp << " bpp, " << size.x << "x" << size.y);
+            owned source = picture(size.x, size.y, bpp);
+            owned before(bitmap_dup(source.get()));
+            owned first = run(source.get(), 1234u, false);
+            ASSERT_NE(first, nullptr);
+            EXPECT_TRUE(bitmap_compare(source.get(), before.get(), 1)) << "source changed";
+
+            const size2 want = facts_->size ? facts_->size(size) : size;
+            EXPECT_EQ(first->xsize, want.x);
+            EXPECT_EQ(first->ysize, want.y);
+            const bool reads_depth = bitmapfx_supports(driver_, "in", bpp);
+            EXPECT_EQ(first->bpp, reads_depth && facts_->out_bpp ? facts_->out_bpp : bpp);
+
+            owned again = run(source.get(), 1234u, false);
+            EXPECT_TRUE(bitmap_compare(first.get(), again.get(), 1)) << "same seed, other bytes";
+            owned random1 = run(source.get(), 99u, true);
+            owned random2 = run(source.get(), 99u, true);
+            ASSERT_NE(random1, nullptr);
+            EXPECT_TRUE(bitmap_compare(random1.get(), random2.get(), 1))
+                << "\"rand\" then \"fx\" is not reproducible";
+        }
+}
+
+TEST_P(EffectContract, ChangesAnOrdinaryPicture) {
+    if (facts_->may_copy)
+        GTEST_SKIP() << "may leave the picture as it is";
+    owned source = picture(64, 48, 24);
+    owned target = run(source.get(), 5u, false);
+    ASSERT_NE(target, nullptr);
+    EXPECT_FALSE(bitmap_compare(source.get(), target.get(), 1)) << "the target is a copy";
+}
+
+INSTANTIATE_TEST_SUITE_P(Builtin, EffectContract, testing::ValuesIn(builtin_names()),
+                         [](const testing::TestParamInfo<std::string> &info) {
+                             std::string name = info.param;
+                             for (char &c : name)
+                                 if (!std::isalnum(static_cast<unsigned char>(c)))
+                                     c = '_';
+                             return name;
+                         });
+
+} // namespace
