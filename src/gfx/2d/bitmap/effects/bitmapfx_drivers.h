@@ -7,9 +7,26 @@
 
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
 
-extern bitmapfx_driver bitmapfx_plasma_standard_driver; // "plasma.standard", plasma.cpp
-extern bitmapfx_driver bitmapfx_quant_fast_driver;      // "quant.fast", fquant.cpp
-extern bitmapfx_driver bitmapfx_quant_slow_driver;      // "quant.slow", squant.cpp
+extern bitmapfx_driver bitmapfx_blur_simple_driver;        // "blur.simple", blur.cpp
+extern bitmapfx_driver bitmapfx_blur_gaussian_driver;      // "blur.gaussian", gblur.cpp
+extern bitmapfx_driver bitmapfx_flip_rgb_driver;           // "flip-rgb", flip_rgb.cpp
+extern bitmapfx_driver bitmapfx_quant_fast_driver;         // "quant.fast", fquant.cpp
+extern bitmapfx_driver bitmapfx_quant_slow_driver;         // "quant.slow", squant.cpp
+extern bitmapfx_driver bitmapfx_dim_or_flash_driver;       // "dim-or-flash", dim.cpp
+extern bitmapfx_driver bitmapfx_gamma_correct_driver;      // "gamma-correct", gamma.cpp
+extern bitmapfx_driver bitmapfx_motion_blur_linear_driver; // "motion-blur.linear", lmotblur.cpp
+extern bitmapfx_driver bitmapfx_motion_blur_radial_driver; // "motion-blur.radial", rmotblur.cpp
+extern bitmapfx_driver bitmapfx_motion_blur_zoom_driver;   // "motion-blur.zoom", zmotblur.cpp
+extern bitmapfx_driver bitmapfx_plasma_standard_driver;    // "plasma.standard", plasma.cpp
+extern bitmapfx_driver bitmapfx_emboss_driver;             // "emboss", emboss.cpp
+extern bitmapfx_driver bitmapfx_blur_random_driver;        // "blur.random", randblur.cpp
+extern bitmapfx_driver bitmapfx_photo_negative_driver;     // "photo.negative", photoneg.cpp
+extern bitmapfx_driver bitmapfx_photo_positive_driver;     // "photo.positive", photopos.cpp
+extern bitmapfx_driver bitmapfx_edge_detect_driver;        // "edge-detect", edgedet.cpp
+extern bitmapfx_driver bitmapfx_greyscale_driver;          // "greyscale", greyscal.cpp
+extern bitmapfx_driver bitmapfx_random_flash_driver;       // "random-flash", rndflash.cpp
+extern bitmapfx_driver bitmapfx_invert_driver;             // "invert", invert.cpp
+extern bitmapfx_driver bitmapfx_equalize_driver;           // "equalize", equalize.cpp
 
 // Every built-in driver in registration order; null ends the list.
 extern bitmapfx_driver *const bitmapfx_builtin_drivers[];
