@@ -3,12 +3,16 @@
 // `type` picks the operator on the 3x3 neighbourhood: 0 the standard one
 // (a Laplacian: eight times the pixel less its eight neighbours), 1 Roberts'
 // cross (the two diagonal differences), 2 Sobel's (smoothed horizontal and
-// vertical differences).  Strengths are scaled so that a sharp step from
-// black to white reads as 100 percent, then
-// - `pa` amplifies them (1 = as measured);
-// - `pc1` and `pc2` are the lower and upper cut in percent: weaker edges
-//   than pc1 vanish, stronger than pc2 are full white, and levels between
-//   are stretched over the whole range (pc2 <= pc1 makes a hard threshold);
+// vertical differences).  What counts as an edge is relative to the
+// picture's own contrast, so soft clouds and sharp scenes both show theirs:
+// - `pc1` and `pc2` are percentiles of the picture's edge strengths: the
+//   weakest pc1 percent vanish, the strongest above the pc2 percentile are
+//   full white, and strengths between are stretched over the whole range
+//   (pc2 <= pc1 makes a hard threshold).  Strengths under 2 percent of a
+//   sharp black-to-white step never count, so a flat or almost flat picture
+//   stays black instead of showing its noise;
+// - `pa` amplifies the stretched edges (1 = as stretched, above 1 more
+//   edges reach white, below 1 all are dimmer);
 // - `sd` is the standard deviation in pixels of a Gaussian smoothing before
 //   the operator (0 = none), which keeps grain from reading as edges;
 // - `merge` mixes the source picture back in: 0 shows the edges alone, 1
@@ -38,11 +42,11 @@ namespace {
 
 enum operator_type : std::int32_t { standard = 0, roberts = 1, sobel = 2 };
 
-double pa = 1.5;
-double pc1 = 6.0;
-double pc2 = 60.0;
+double pa = 1.0;
+double pc1 = 60.0;
+double pc2 = 99.0;
 std::int32_t type = sobel;
-double sd = 0.8;
+double sd = 1.2;
 double merge = 0.0;
 std::int32_t color = 1;
 
@@ -53,30 +57,18 @@ struct kill_bitmap {
 };
 using owned = std::unique_ptr<bitmap, kill_bitmap>;
 
-// Largest raw strength of each operator and its reading of a full step.
+// Largest raw strength of any operator, and each operator's reading of a
+// sharp black-to-white step.
 constexpr int max_strength = 8 * 255;
 constexpr double full_step[] = {3 * 255.0, 1.41421356 * 255.0, 4 * 255.0};
+constexpr double noise_floor = 0.02;
 
-// Raw strength -> output level, with gain and cuts applied.
-std::vector<std::uint8_t> strength_levels(int kind, double gain, double low, double high) {
-    std::vector<std::uint8_t> level(max_strength + 1);
-    for (int m = 0; m <= max_strength; ++m) {
-        const double percent = 100.0 * gain * m / full_step[kind];
-        double value;
-        if (high > low)
-            value = std::clamp((percent - low) / (high - low), 0.0, 1.0);
-        else
-            value = percent > low ? 1.0 : 0.0;
-        level[m] = fxkit::clamp_byte(255.0 * value);
-    }
-    return level;
-}
-
-// Edge levels of `planes` interleaved bytes (of `channels` a pixel) into the
-// same bytes of `out`.
-void detect(const fxkit::view &in, int planes, int kind, const std::vector<std::uint8_t> &level,
-            const fxkit::view &out, progress_guard &report) {
+// Raw strengths of `planes` interleaved bytes (of `channels` a pixel), one
+// 16-bit value per pixel and plane.
+std::vector<std::uint16_t> strengths(const fxkit::view &in, int planes, int kind,
+                                     progress_guard &report) {
     const int width = in.width, height = in.height, channels = in.channels;
+    std::vector<std::uint16_t> found(static_cast<std::size_t>(width) * height * planes);
     const std::size_t padded_stride = static_cast<std::size_t>(width + 2) * channels;
     std::vector<std::uint8_t> rows(3 * padded_stride);
     std::uint8_t *lines[3] = {rows.data(), rows.data() + padded_stride,
@@ -87,10 +79,10 @@ void detect(const fxkit::view &in, int planes, int kind, const std::vector<std::
     load(lines[0], -1);
     load(lines[1], 0);
     const int c1 = channels, c2 = 2 * channels;
+    std::uint16_t *out = found.data();
     for (int y = 0; y < height; ++y) {
         load(lines[2], y + 1);
         const std::uint8_t *up = lines[0], *mid = lines[1], *down = lines[2];
-        std::uint8_t *target = out.row(y);
         for (int x = 0; x < width; ++x) {
             const std::size_t i = static_cast<std::size_t>(x) * channels;
             for (int c = 0; c < planes; ++c) {
@@ -107,12 +99,46 @@ void detect(const fxkit::view &in, int planes, int kind, const std::vector<std::
                     strength =
                         static_cast<int>(std::sqrt(static_cast<float>(gx * gx + gy * gy)) + 0.5f);
                 }
-                target[i + c] = level[std::min(strength, max_strength)];
+                *out++ = static_cast<std::uint16_t>(std::min(strength, max_strength));
             }
         }
         std::rotate(lines, lines + 1, lines + 3);
         report.add(y, height);
     }
+    return found;
+}
+
+// Raw strength -> edge level, from the percentiles of the strengths found.
+std::vector<std::uint8_t> strength_levels(const std::vector<std::uint16_t> &found, int kind,
+                                          double gain, double low_percentile,
+                                          double high_percentile) {
+    std::vector<std::uint64_t> count(max_strength + 1, 0);
+    for (std::uint16_t m : found)
+        ++count[m];
+    auto percentile = [&](double p) {
+        const auto wanted =
+            static_cast<std::uint64_t>(p / 100.0 * static_cast<double>(found.size()));
+        std::uint64_t running = 0;
+        for (int m = 0; m <= max_strength; ++m)
+            if ((running += count[m]) > wanted)
+                return m;
+        return max_strength;
+    };
+    const double floor = noise_floor * full_step[kind];
+    const double low = std::max<double>(floor, percentile(low_percentile));
+    const double high = std::max<double>(low, percentile(high_percentile));
+    std::vector<std::uint8_t> level(max_strength + 1);
+    for (int m = 0; m <= max_strength; ++m) {
+        double value;
+        if (m < floor)
+            value = 0.0;
+        else if (high > low)
+            value = std::clamp((m - low) / (high - low), 0.0, 1.0);
+        else
+            value = m >= low ? 1.0 : 0.0;
+        level[m] = fxkit::clamp_byte(255.0 * std::min(1.0, gain * value));
+    }
+    return level;
 }
 
 void smooth(bitmap *image, double deviation) {
@@ -143,13 +169,13 @@ void *run_effect(bitmapfx_driver *driver) {
         XWARNING("unknown edge operator %d, using %d (sobel)", type, kind);
     }
     const double gain = std::isfinite(pa) ? std::clamp(pa, 0.0, 1000.0) : 1.0;
-    const double low = std::isfinite(pc1) ? pc1 : 0.0, high = std::isfinite(pc2) ? pc2 : 100.0;
+    const double low = std::isfinite(pc1) ? std::clamp(pc1, 0.0, 100.0) : 0.0;
+    const double high = std::isfinite(pc2) ? std::clamp(pc2, 0.0, 100.0) : 100.0;
     const double mix = std::isfinite(merge) ? std::clamp(merge, 0.0, 1.0) : 0.0;
     const double deviation = std::isfinite(sd) ? std::clamp(sd, 0.0, 40.0) : 0.0;
     if (gain != pa || low != pc1 || high != pc2 || mix != merge || deviation != sd)
         XWARNING("edge settings out of range, using pa %f, pc1 %f, pc2 %f, sd %f, merge %f", gain,
                  low, high, deviation, mix);
-    const std::vector<std::uint8_t> level = strength_levels(kind, gain, low, high);
     const auto source_share = static_cast<int>(std::lround(mix * 256));
     auto blend = [source_share](int from, int edge) {
         return static_cast<std::uint8_t>(
@@ -164,17 +190,16 @@ void *run_effect(bitmapfx_driver *driver) {
         if (!plane)
             return nullptr;
         smooth(plane.get(), deviation);
-        owned edges(bitmap_dup(plane.get()));
-        if (!edges)
-            return nullptr;
-        detect(fxkit::view(plane.get()), 1, kind, level, fxkit::view(edges.get()), report);
+        const std::vector<std::uint16_t> found =
+            strengths(fxkit::view(plane.get()), 1, kind, report);
+        const std::vector<std::uint8_t> level = strength_levels(found, kind, gain, low, high);
         if (source->bpp == 8) {
             for (std::size_t i = 0; i < grey.size(); ++i)
-                edges->bits[i] = blend(grey[i], edges->bits[i]);
-            edges->cmap = colormap_alloc(256);
-            for (int i = 0; edges->cmap && i < 256; ++i)
-                edges->cmap->entry[i] = {i, i, i};
-            return fxkit::finish(driver, edges.release());
+                plane->bits[i] = blend(grey[i], level[found[i]]);
+            plane->cmap = colormap_alloc(256);
+            for (int i = 0; plane->cmap && i < 256; ++i)
+                plane->cmap->entry[i] = {i, i, i};
+            return fxkit::finish(driver, plane.release());
         }
         bitmap *target = bitmap_dup(source);
         if (!target)
@@ -183,7 +208,7 @@ void *run_effect(bitmapfx_driver *driver) {
         for (std::size_t i = 0; i < grey.size(); ++i) {
             std::uint8_t *p = to.bits + i * to.channels;
             for (int c = 0; c < 3; ++c)
-                p[c] = blend(p[c], edges->bits[i]);
+                p[c] = blend(p[c], level[found[i]]);
         }
         return fxkit::finish(driver, target);
     }
@@ -191,28 +216,29 @@ void *run_effect(bitmapfx_driver *driver) {
     if (!smoothed)
         return nullptr;
     smooth(smoothed.get(), deviation);
+    const std::vector<std::uint16_t> found =
+        strengths(fxkit::view(smoothed.get()), 3, kind, report);
+    const std::vector<std::uint8_t> level = strength_levels(found, kind, gain, low, high);
+    smoothed.reset();
     bitmap *target = bitmap_dup(source);
     if (!target)
         return nullptr;
     const fxkit::view to(target);
-    detect(fxkit::view(smoothed.get()), 3, kind, level, to, report);
     const std::size_t pixels = static_cast<std::size_t>(to.width) * to.height;
-    if (source_share)
-        for (std::size_t i = 0; i < pixels; ++i)
-            for (int c = 0; c < 3; ++c) {
-                const std::size_t k = i * to.channels + c;
-                to.bits[k] = blend(source->bits[k], to.bits[k]);
-            }
-    filterkit::keep_alpha(source, target);
+    for (std::size_t i = 0; i < pixels; ++i) {
+        std::uint8_t *p = to.bits + i * to.channels;
+        for (int c = 0; c < 3; ++c)
+            p[c] = blend(p[c], level[found[i * 3 + c]]);
+    }
     return fxkit::finish(driver, target);
 }
 
 bitmapfx_parameter parameters[] = {
     BITMAPFX_SOURCE_BITMAP,
     BITMAPFX_TARGET_BITMAP,
-    bitmapfx_param("pa", "amplification of the edge strength (1 = as measured)", pa),
-    bitmapfx_param("pc1", "lower cut in percent: weaker edges vanish", pc1),
-    bitmapfx_param("pc2", "upper cut in percent: stronger edges are white", pc2),
+    bitmapfx_param("pa", "amplification of the stretched edges (1 = as stretched)", pa),
+    bitmapfx_param("pc1", "lower cut, percentile of the edge strengths (0..100)", pc1),
+    bitmapfx_param("pc2", "upper cut, percentile of the edge strengths (0..100)", pc2),
     bitmapfx_param("type", "operator: 0 standard (laplacian), 1 roberts, 2 sobel", type),
     bitmapfx_param("sd", "standard deviation of the smoothing before (pixels, 0 = none)", sd),
     bitmapfx_param("merge", "share of the source mixed back in (0..1)", merge),

@@ -5,9 +5,10 @@
 // differences of the 3x3 neighbourhood, its flatness from `width45` (the
 // width in pixels over which a full black-to-white rise reads as a 45 degree
 // slope: smaller is steeper), and the shade is the cosine between normal and
-// light.  Each colour is then scaled by the shade relative to that of flat
-// ground, so level areas keep their colour, slopes facing the light
-// brighten and slopes turned away darken down to black.  Alpha is kept.
+// light.  Each colour then follows the shade relative to that of flat
+// ground: level areas keep their colour, slopes turned away from the light
+// darken down to black, and slopes facing it gain the extra light as white,
+// so that the relief shows on dark pictures too.  Alpha is kept.
 //
 // The bump map is `bump_bitmap` when the caller gives one (any depth; a map
 // of another size is tiled).  Otherwise "init" makes one and holds it there
@@ -188,9 +189,18 @@ void *run_effect(bitmapfx_driver *driver) {
                 continue;
             const double facing = nx * lx + ny * ly + nz * lz;
             const double shade = facing > 0 ? facing / std::sqrt(nx * nx + ny * ny + nz2) : 0.0;
-            const auto gain = static_cast<std::uint32_t>(std::lround(shade / lz * 256.0));
-            for (int c = 0; c < 3; ++c)
-                out[c] = static_cast<std::uint8_t>(std::min(255u, (out[c] * gain + 128) >> 8));
+            if (shade < lz) {
+                // In shadow: the colour darkens and keeps its hue.
+                const auto gain = static_cast<std::uint32_t>(std::lround(shade / lz * 256.0));
+                for (int c = 0; c < 3; ++c)
+                    out[c] = static_cast<std::uint8_t>((out[c] * gain + 128) >> 8);
+            } else {
+                // In the light: the light's own brightness adds, so even
+                // dark pictures show their relief.
+                const auto light = static_cast<int>(std::lround(shade - lz));
+                for (int c = 0; c < 3; ++c)
+                    out[c] = static_cast<std::uint8_t>(std::min(255, out[c] + light));
+            }
         }
         report.add(y, h);
     }

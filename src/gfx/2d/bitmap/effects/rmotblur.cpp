@@ -22,7 +22,7 @@ static constexpr const char *source_ident = "bitmapfx::rmotblur";
 
 namespace {
 
-double shift = 16.0;
+double shift = 24.0;
 double angle = 0.0;
 
 // "rand": shift from 6..30 and angle from -30..30, whole numbers.  Shorter
