@@ -1,7 +1,6 @@
 // "border": a frame of `color`, `border_x` pixels wide at the left and the
 // right and `border_y` pixels high at the top and the bottom, around the
-// whole picture; the target grows by twice each.  At 8 bpp the frame takes
-// the nearest palette entry.  A frame that would take the picture beyond the
+// whole picture; the target grows by twice each.  A frame that would take the picture beyond the
 // library's bitmap limits is narrowed (both sides in proportion) with a
 // warning.  Whole pixels at any depth.
 #include "core/message.h"
@@ -58,14 +57,18 @@ void *run_effect(bitmapfx_driver *driver) {
                                              static_cast<std::uint32_t>(height + 2 * by)));
     if (!target)
         return nullptr;
-    const fxgeom::pixel_bytes frame = fxgeom::color_pixel(target.get(), color.r, color.g, color.b);
+    if (!bx && !by) {
+        fxgeom::copy_block(source, 0, 0, target.get(), 0, 0, width, height);
+        return fxkit::finish(driver, target.release());
+    }
+    const fxgeom::painted frame = fxgeom::paint(target.get(), source, color.r, color.g, color.b);
     const std::int64_t xsize = target->xsize, ysize = target->ysize;
     const std::int64_t left = static_cast<std::int64_t>(bx), top = static_cast<std::int64_t>(by);
-    fxgeom::fill(target.get(), 0, 0, xsize, top, frame);
-    fxgeom::fill(target.get(), 0, ysize - top, xsize, top, frame);
-    fxgeom::fill(target.get(), 0, top, left, ysize - 2 * top, frame);
-    fxgeom::fill(target.get(), xsize - left, top, left, ysize - 2 * top, frame);
-    fxgeom::copy_block(source, 0, 0, target.get(), left, top, source->xsize, source->ysize);
+    fxgeom::fill(target.get(), 0, 0, xsize, top, frame.pixel);
+    fxgeom::fill(target.get(), 0, ysize - top, xsize, top, frame.pixel);
+    fxgeom::fill(target.get(), 0, top, left, ysize - 2 * top, frame.pixel);
+    fxgeom::fill(target.get(), xsize - left, top, left, ysize - 2 * top, frame.pixel);
+    fxgeom::copy_block(frame.pixels, 0, 0, target.get(), left, top, width, height);
     return fxkit::finish(driver, target.release());
 }
 

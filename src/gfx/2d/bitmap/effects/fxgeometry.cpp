@@ -1,6 +1,7 @@
 #include "gfx/2d/bitmap/effects/fxgeometry.h"
 
 #include "gfx/2d/bitmap/bitinfo.h"
+#include "gfx/2d/bitmap/colormap.h"
 
 #include <algorithm>
 #include <cmath>
@@ -34,13 +35,70 @@ bool clip(std::int64_t &start, std::int64_t &length, std::int64_t size) {
 
 } // namespace
 
-pixel_bytes color_pixel(const bitmap *image, int r, int g, int b) {
-    pixel_bytes pixel;
-    if (image->bpp == 8 && !image->cmap)
-        return pixel;
-    const std::uint32_t value = bitmap_find_color(r, g, b, 0, image, nullptr);
-    std::memcpy(pixel.bytes, &value, sizeof pixel.bytes);
-    return pixel;
+namespace {
+
+int distance(const colormap_entry &a, const colormap_entry &b) {
+    const int dr = a.r - b.r, dg = a.g - b.g, db = a.b - b.b;
+    return dr * dr + dg * dg + db * db;
+}
+
+// Frees an entry of a full 8-bpp colormap for a colour of its own: one that
+// no source pixel uses, or else the later of the two closest entries, whose
+// pixels are recoded to the earlier one.  Returns the entry.
+int free_entry(const colormap *map, painted &result) {
+    const bitmap *source = result.pixels;
+    const std::size_t count = static_cast<std::size_t>(source->xsize) * source->ysize;
+    bool used[COLORMAP_MAX_SIZE] = {};
+    for (std::size_t i = 0; i < count; ++i)
+        used[source->bits[i]] = true;
+    for (int i = 0; i < map->size; ++i)
+        if (!used[i])
+            return i;
+    int keep = 0, drop = 1, best = distance(map->entry[0], map->entry[1]);
+    for (int i = 0; i < map->size; ++i)
+        for (int j = i + 1; j < map->size; ++j)
+            if (const int d = distance(map->entry[i], map->entry[j]); d < best) {
+                best = d;
+                keep = i;
+                drop = j;
+            }
+    result.recoded.reset(bitmap_dup(source));
+    std::uint8_t *bits = result.recoded->bits;
+    for (std::size_t i = 0; i < count; ++i)
+        if (bits[i] == drop)
+            bits[i] = static_cast<std::uint8_t>(keep);
+    result.pixels = result.recoded.get();
+    return drop;
+}
+
+} // namespace
+
+painted paint(bitmap *target, const bitmap *source, int r, int g, int b) {
+    painted result;
+    result.pixels = source;
+    colormap *map = target->cmap;
+    if (target->bpp != 8 || !map) {
+        const std::uint32_t value = bitmap_find_color(r, g, b, 0, target, nullptr);
+        std::memcpy(result.pixel.bytes, &value, sizeof result.pixel.bytes);
+        return result;
+    }
+    const colormap_entry colour = {r, g, b};
+    int index = -1;
+    for (int i = 0; i < map->size && index < 0; ++i)
+        if (distance(map->entry[i], colour) == 0)
+            index = i;
+    if (index < 0 && map->size < COLORMAP_MAX_SIZE) {
+        colormap *grown = colormap_alloc(map->size + 1);
+        std::copy(map->entry, map->entry + map->size, grown->entry);
+        colormap_kill(map);
+        target->cmap = map = grown;
+        index = map->size - 1;
+    } else if (index < 0) {
+        index = free_entry(map, result);
+    }
+    map->entry[index] = colour;
+    result.pixel.bytes[0] = static_cast<std::uint8_t>(index);
+    return result;
 }
 
 void fill(bitmap *image, std::int64_t x, std::int64_t y, std::int64_t width, std::int64_t height,

@@ -37,9 +37,20 @@ struct pixel_bytes {
     std::uint8_t bytes[4] = {0, 0, 0, 0};
 };
 
-// The pixel that stands for the colour in `image`: the nearest colormap
-// entry at 8 bpp (entry 0 without a colormap), else the packed colour.
-pixel_bytes color_pixel(const bitmap *image, int r, int g, int b);
+// A colour that `target` is to show beside the pixels of `source` (same
+// depth), and the pixels to copy.  At 15 to 32 bpp the colour is packed and
+// the pixels are the source's.  At 8 bpp the target's colormap gets an entry
+// of exactly that colour: an entry that has it already, a new entry while
+// the map has room, an entry no source pixel uses, or else one of the two
+// closest entries, whose pixels then take the other (`pixels` is then a
+// recoded copy of the source).  An 8-bpp target without a colormap (a grey
+// ramp) takes the nearest grey.
+struct painted {
+    pixel_bytes pixel;
+    const bitmap *pixels = nullptr;
+    owned recoded;
+};
+painted paint(bitmap *target, const bitmap *source, int r, int g, int b);
 
 // Writes `value` over the rectangle, clipped to the picture.
 void fill(bitmap *image, std::int64_t x, std::int64_t y, std::int64_t width, std::int64_t height,

@@ -1,7 +1,6 @@
 // "offset": the picture moved `xoff` pixels right and `yoff` down (negative
 // values move it left and up).  With `wrap` what leaves one edge comes back
-// in at the opposite one; without it the uncovered part is black (the
-// nearest palette entry at 8 bpp).  Whole pixels at any depth.
+// in at the opposite one; without it the uncovered part is black.  Whole pixels at any depth.
 #include "core/progress.h"
 #include "gfx/2d/bitmap/effects/bitmapfx_drivers.h"
 #include "gfx/2d/bitmap/effects/fxgeometry.h"
@@ -32,9 +31,9 @@ void *run_effect(bitmapfx_driver *driver) {
         return nullptr;
     const fxkit::view in(source), out(target.get());
     if (!wrap) {
-        fxgeom::fill(target.get(), 0, 0, in.width, in.height,
-                     fxgeom::color_pixel(target.get(), 0, 0, 0));
-        fxgeom::copy_block(source, 0, 0, target.get(), xoff, yoff, in.width, in.height);
+        const fxgeom::painted black = fxgeom::paint(target.get(), source, 0, 0, 0);
+        fxgeom::fill(target.get(), 0, 0, in.width, in.height, black.pixel);
+        fxgeom::copy_block(black.pixels, 0, 0, target.get(), xoff, yoff, in.width, in.height);
         return fxkit::finish(driver, target.release());
     }
     // Each target row is the source row `yoff` above it, in two pieces.

@@ -1,8 +1,7 @@
 // "resize": the picture enlarged by the factor `scale` (below 1 shrinks) and
 // turned clockwise by `degrees`; the target is the box that holds the whole
-// result, at least 1 x 1, and the corners a turn uncovers are black (the
-// nearest palette entry at 8 bpp).  A factor that would exceed the library's
-// bitmap limits is lowered to the largest that fits, with a warning.
+// result, at least 1 x 1, and the corners a turn uncovers are black.  A factor that would exceed
+// the library's bitmap limits is lowered to the largest that fits, with a warning.
 //
 // At 24 and 32 bpp an unturned picture is resampled like "scale" does (area
 // average when shrinking, bilinear when growing); a turned one that shrinks
@@ -82,7 +81,8 @@ void *run_effect(bitmapfx_driver *driver) {
     } else {
         const fxgeom::affine map =
             fxgeom::rotation(from, target->xsize, target->ysize, turn, remaining);
-        fxgeom::warp(from, target.get(), map, fxgeom::color_pixel(target.get(), 0, 0, 0), progress);
+        const fxgeom::painted black = fxgeom::paint(target.get(), from, 0, 0, 0);
+        fxgeom::warp(black.pixels, target.get(), map, black.pixel, progress);
     }
     return fxkit::finish(driver, target.release());
 }

@@ -1,6 +1,6 @@
 // "rotate.arbitrary": the picture turned clockwise by `degrees` about its
 // centre.  The target grows to the box that holds the whole turned picture;
-// the corners it adds are black (the nearest palette entry at 8 bpp).
+// the corners it adds are black.
 // Bilinear at 24 and 32 bpp, the nearest pixel at other depths.
 #include "core/message.h"
 #include "core/progress.h"
@@ -34,7 +34,8 @@ void *run_effect(bitmapfx_driver *driver) {
     if (!target)
         return nullptr;
     const fxgeom::affine map = fxgeom::rotation(source, target->xsize, target->ysize, turn, 1.0);
-    fxgeom::warp(source, target.get(), map, fxgeom::color_pixel(target.get(), 0, 0, 0), progress);
+    const fxgeom::painted black = fxgeom::paint(target.get(), source, 0, 0, 0);
+    fxgeom::warp(black.pixels, target.get(), map, black.pixel, progress);
     return fxkit::finish(driver, target.release());
 }
 

@@ -1,7 +1,7 @@
 // "rotate.arbitrary.centered": the picture turned clockwise by `degrees`
 // about its centre into a target of the source's size; what the turn cuts
-// off is lost and the uncovered corners are black (the nearest palette entry
-// at 8 bpp).  Bilinear at 24 and 32 bpp, the nearest pixel at other depths.
+// off is lost and the uncovered corners are black.  Bilinear at 24 and 32
+// bpp, the nearest pixel at other depths.
 #include "core/message.h"
 #include "core/progress.h"
 #include "gfx/2d/bitmap/effects/bitmapfx_drivers.h"
@@ -29,7 +29,8 @@ void *run_effect(bitmapfx_driver *driver) {
     if (!target)
         return nullptr;
     const fxgeom::affine map = fxgeom::rotation(source, target->xsize, target->ysize, turn, 1.0);
-    fxgeom::warp(source, target.get(), map, fxgeom::color_pixel(target.get(), 0, 0, 0), progress);
+    const fxgeom::painted black = fxgeom::paint(target.get(), source, 0, 0, 0);
+    fxgeom::warp(black.pixels, target.get(), map, black.pixel, progress);
     return fxkit::finish(driver, target.release());
 }
 

@@ -38,7 +38,8 @@ void *run_effect(bitmapfx_driver *driver) {
     if (!target)
         return nullptr;
     const fxgeom::affine map = fxgeom::rotation(source, target->xsize, target->ysize, turn, scale);
-    fxgeom::warp(source, target.get(), map, fxgeom::color_pixel(target.get(), 0, 0, 0), progress);
+    const fxgeom::painted black = fxgeom::paint(target.get(), source, 0, 0, 0);
+    fxgeom::warp(black.pixels, target.get(), map, black.pixel, progress);
     return fxkit::finish(driver, target.release());
 }
 
