@@ -218,14 +218,14 @@ bool angle(double degrees, turn *out) {
 }
 
 affine rotation(const bitmap *source, std::uint32_t target_width, std::uint32_t target_height,
-                turn t, double scale) {
+                turn t, double scale_x, double scale_y) {
     // Target pixel centre p relative to the target's centre, turned back by
-    // the angle and shrunk by the scale, relative to the source's centre.
+    // the angle and unstretched, relative to the source's centre.
     affine map;
-    map.ux = t.cos / scale;
-    map.uy = -t.sin / scale;
-    map.vx = t.sin / scale;
-    map.vy = t.cos / scale;
+    map.ux = t.cos / scale_x;
+    map.uy = -t.sin / scale_y;
+    map.vx = t.sin / scale_x;
+    map.vy = t.cos / scale_y;
     const double px = 0.5 - target_width / 2.0, py = 0.5 - target_height / 2.0;
     map.x0 = px * map.ux + py * map.vx + source->xsize / 2.0 - 0.5;
     map.y0 = px * map.uy + py * map.vy + source->ysize / 2.0 - 0.5;

@@ -82,10 +82,11 @@ struct affine {
     double x0, y0, ux, uy, vx, vy;
 };
 
-// Target pixel centres onto a source turned clockwise (on screen) by `t` and
-// enlarged by `scale`, the two pictures' centres on each other.
+// Target pixel centres onto a source stretched by `scale_x` across and
+// `scale_y` down, then turned clockwise (on screen) by `t`, the two pictures'
+// centres on each other.
 affine rotation(const bitmap *source, std::uint32_t target_width, std::uint32_t target_height,
-                turn t, double scale);
+                turn t, double scale_x, double scale_y);
 
 // The size of the box that holds the source turned by `t` and scaled.
 void rotated_extent(const bitmap *source, turn t, double scale, double *width, double *height);

@@ -54,36 +54,37 @@ void *run_effect(bitmapfx_driver *driver) {
                  factor);
 
     progress_guard progress("resize", "resize an image");
+    double width, height;
+    fxgeom::rotated_extent(source, turn, factor, &width, &height);
+    fxgeom::owned target(
+        fxkit::resized_like(source, fxgeom::extent(width), fxgeom::extent(height)));
+    if (!target)
+        return nullptr;
     const bool mixes = bitmap_depth_channels(source->bpp) >= 3;
     const bool turned = turn.cos != 1.0;
+    if (mixes && !turned) {
+        fxgeom::resample(source, target.get(), &progress);
+        return fxkit::finish(driver, target.release());
+    }
+    // Shrinking and turning: shrink first, then turn the smaller picture,
+    // stretched by what is left of the factor on each axis.
     fxgeom::owned shrunk;
     const bitmap *from = source;
-    double remaining = factor;
+    double scale_x = factor, scale_y = factor;
     if (mixes && factor < 1.0) {
         shrunk.reset(fxkit::resized_like(source, fxgeom::extent(source->xsize * factor),
                                          fxgeom::extent(source->ysize * factor)));
         if (!shrunk)
             return nullptr;
-        fxgeom::resample(source, shrunk.get(), turned ? nullptr : &progress);
-        if (!turned)
-            return fxkit::finish(driver, shrunk.release());
+        fxgeom::resample(source, shrunk.get(), nullptr);
         from = shrunk.get();
-        remaining = 1.0;
+        scale_x = factor * source->xsize / from->xsize;
+        scale_y = factor * source->ysize / from->ysize;
     }
-
-    double width, height;
-    fxgeom::rotated_extent(from, turn, remaining, &width, &height);
-    fxgeom::owned target(fxkit::resized_like(from, fxgeom::extent(width), fxgeom::extent(height)));
-    if (!target)
-        return nullptr;
-    if (mixes && !turned) {
-        fxgeom::resample(from, target.get(), &progress);
-    } else {
-        const fxgeom::affine map =
-            fxgeom::rotation(from, target->xsize, target->ysize, turn, remaining);
-        const fxgeom::painted black = fxgeom::paint(target.get(), from, 0, 0, 0);
-        fxgeom::warp(black.pixels, target.get(), map, black.pixel, progress);
-    }
+    const fxgeom::affine map =
+        fxgeom::rotation(from, target->xsize, target->ysize, turn, scale_x, scale_y);
+    const fxgeom::painted black = fxgeom::paint(target.get(), from, 0, 0, 0);
+    fxgeom::warp(black.pixels, target.get(), map, black.pixel, progress);
     return fxkit::finish(driver, target.release());
 }
 

@@ -33,7 +33,8 @@ void *run_effect(bitmapfx_driver *driver) {
         fxkit::resized_like(source, fxgeom::extent(width), fxgeom::extent(height)));
     if (!target)
         return nullptr;
-    const fxgeom::affine map = fxgeom::rotation(source, target->xsize, target->ysize, turn, 1.0);
+    const fxgeom::affine map =
+        fxgeom::rotation(source, target->xsize, target->ysize, turn, 1.0, 1.0);
     const fxgeom::painted black = fxgeom::paint(target.get(), source, 0, 0, 0);
     fxgeom::warp(black.pixels, target.get(), map, black.pixel, progress);
     return fxkit::finish(driver, target.release());

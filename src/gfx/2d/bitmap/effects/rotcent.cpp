@@ -28,7 +28,8 @@ void *run_effect(bitmapfx_driver *driver) {
     fxgeom::owned target(fxkit::resized_like(source, source->xsize, source->ysize));
     if (!target)
         return nullptr;
-    const fxgeom::affine map = fxgeom::rotation(source, target->xsize, target->ysize, turn, 1.0);
+    const fxgeom::affine map =
+        fxgeom::rotation(source, target->xsize, target->ysize, turn, 1.0, 1.0);
     const fxgeom::painted black = fxgeom::paint(target.get(), source, 0, 0, 0);
     fxgeom::warp(black.pixels, target.get(), map, black.pixel, progress);
     return fxkit::finish(driver, target.release());

@@ -37,7 +37,8 @@ void *run_effect(bitmapfx_driver *driver) {
     fxgeom::owned target(fxkit::resized_like(source, source->xsize, source->ysize));
     if (!target)
         return nullptr;
-    const fxgeom::affine map = fxgeom::rotation(source, target->xsize, target->ysize, turn, scale);
+    const fxgeom::affine map =
+        fxgeom::rotation(source, target->xsize, target->ysize, turn, scale, scale);
     const fxgeom::painted black = fxgeom::paint(target.get(), source, 0, 0, 0);
     fxgeom::warp(black.pixels, target.get(), map, black.pixel, progress);
     return fxkit::finish(driver, target.release());
