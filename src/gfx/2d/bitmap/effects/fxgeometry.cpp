@@ -246,8 +246,15 @@ namespace {
 constexpr double coordinate_limit = 1 << 30;
 constexpr double fixed_one = 4294967296.0;
 
+// Not-a-number (an infinite step times 0) reads as far away.
 std::int64_t to_fixed(double value) {
-    return std::llround(std::clamp(value, -coordinate_limit, coordinate_limit) * fixed_one);
+    if (!(value > -coordinate_limit))
+        value = -coordinate_limit;
+    return std::llround(std::min(value, coordinate_limit) * fixed_one);
+}
+
+bool near(double value) {
+    return std::fabs(value) < coordinate_limit;
 }
 
 // One target row of the warp; `point(x, &fx, &fy)` gives the fixed-point
@@ -314,9 +321,7 @@ void warp_cells(const bitmap *source, bitmap *target, const affine &map, const p
         std::uint8_t *out = row_of(target, y);
         const double sx = map.x0 + y * map.vx, sy = map.y0 + y * map.vy;
         const double ex = sx + (width - 1) * map.ux, ey = sy + (width - 1) * map.uy;
-        const bool near = std::max({std::fabs(sx), std::fabs(sy), std::fabs(ex), std::fabs(ey)}) <
-                          coordinate_limit;
-        if (near) {
+        if (near(sx) && near(sy) && near(ex) && near(ey)) {
             const std::int64_t fx = to_fixed(sx), fy = to_fixed(sy);
             const std::int64_t dx = to_fixed(map.ux), dy = to_fixed(map.uy);
             warp_row<N>(source, out, width, outside,
