@@ -6,6 +6,8 @@
 #include "gfx/bitmapfx_test_util.h"
 #include "support/capture.h"
 
+#include <algorithm>
+#include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -32,11 +34,53 @@ struct driver_facts {
     bool may_copy = false;
 };
 
+// Target sizes at the drivers' default parameters.
+size2 swapped(size2 s) {
+    return {s.y, s.x};
+}
+// "border": a frame of 8 pixels.
+size2 framed(size2 s) {
+    return {s.x + 16, s.y + 16};
+}
+// "crop": 32 x 20 pixels off each edge, lowered to keep the middle of a small picture.
+size2 cropped(size2 s) {
+    return {s.x - 2 * std::min(32u, (s.x - 1) / 2), s.y - 2 * std::min(20u, (s.y - 1) / 2)};
+}
+// "scale": 640 pixels wide, the height keeping the shape.
+size2 scaled(size2 s) {
+    return {640, static_cast<std::uint32_t>(std::lround(640.0 * s.y / s.x))};
+}
+// "rotate.arbitrary": the box around the picture turned by 30 degrees (1x1
+// gives 2x2, 3x2 gives 4x4).
+size2 turned(size2 s) {
+    const double c = std::cos(M_PI / 6), n = 0.5;
+    return {static_cast<std::uint32_t>(std::ceil(s.x * c + s.y * n)),
+            static_cast<std::uint32_t>(std::ceil(s.x * n + s.y * c))};
+}
+// "rectangle.get": columns 80..239 and rows 50..149, cut to the picture (the
+// last pixel of a small one).
+size2 rectangle(size2 s) {
+    return {std::min(239u, s.x - 1) - std::min(80u, s.x - 1) + 1,
+            std::min(149u, s.y - 1) - std::min(50u, s.y - 1) + 1};
+}
+// "resize": half size, rounded up (3x2 gives 2x1).
+size2 halved(size2 s) {
+    return {(s.x + 1) / 2, (s.y + 1) / 2};
+}
+
 // Only drivers whose behaviour differs from "same size, same depth, changes
 // the picture" have a row.
 const driver_facts facts[] = {
+    {.name = "border", .size = framed},
     {.name = "quant.fast", .out_bpp = 8},
     {.name = "quant.slow", .out_bpp = 8},
+    {.name = "crop", .size = cropped},
+    {.name = "scale", .size = scaled},
+    {.name = "rotate.arbitrary", .size = turned},
+    {.name = "rotate.90.cw", .size = swapped},
+    {.name = "rotate.90.ccw", .size = swapped},
+    {.name = "rectangle.get", .size = rectangle},
+    {.name = "resize", .size = halved},
 };
 
 const driver_facts &facts_of(const std::string &name) {

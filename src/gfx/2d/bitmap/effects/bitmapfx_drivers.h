@@ -7,26 +7,43 @@
 
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
 
-extern bitmapfx_driver bitmapfx_blur_simple_driver;        // "blur.simple", blur.cpp
-extern bitmapfx_driver bitmapfx_blur_gaussian_driver;      // "blur.gaussian", gblur.cpp
-extern bitmapfx_driver bitmapfx_flip_rgb_driver;           // "flip-rgb", flip_rgb.cpp
-extern bitmapfx_driver bitmapfx_quant_fast_driver;         // "quant.fast", fquant.cpp
-extern bitmapfx_driver bitmapfx_quant_slow_driver;         // "quant.slow", squant.cpp
-extern bitmapfx_driver bitmapfx_dim_or_flash_driver;       // "dim-or-flash", dim.cpp
-extern bitmapfx_driver bitmapfx_gamma_correct_driver;      // "gamma-correct", gamma.cpp
-extern bitmapfx_driver bitmapfx_motion_blur_linear_driver; // "motion-blur.linear", lmotblur.cpp
-extern bitmapfx_driver bitmapfx_motion_blur_radial_driver; // "motion-blur.radial", rmotblur.cpp
-extern bitmapfx_driver bitmapfx_motion_blur_zoom_driver;   // "motion-blur.zoom", zmotblur.cpp
-extern bitmapfx_driver bitmapfx_plasma_standard_driver;    // "plasma.standard", plasma.cpp
-extern bitmapfx_driver bitmapfx_emboss_driver;             // "emboss", emboss.cpp
-extern bitmapfx_driver bitmapfx_blur_random_driver;        // "blur.random", randblur.cpp
-extern bitmapfx_driver bitmapfx_photo_negative_driver;     // "photo.negative", photoneg.cpp
-extern bitmapfx_driver bitmapfx_photo_positive_driver;     // "photo.positive", photopos.cpp
-extern bitmapfx_driver bitmapfx_edge_detect_driver;        // "edge-detect", edgedet.cpp
-extern bitmapfx_driver bitmapfx_greyscale_driver;          // "greyscale", greyscal.cpp
-extern bitmapfx_driver bitmapfx_random_flash_driver;       // "random-flash", rndflash.cpp
-extern bitmapfx_driver bitmapfx_invert_driver;             // "invert", invert.cpp
-extern bitmapfx_driver bitmapfx_equalize_driver;           // "equalize", equalize.cpp
+extern bitmapfx_driver bitmapfx_blur_simple_driver;               // "blur.simple", blur.cpp
+extern bitmapfx_driver bitmapfx_blur_gaussian_driver;             // "blur.gaussian", gblur.cpp
+extern bitmapfx_driver bitmapfx_border_driver;                    // "border", border.cpp
+extern bitmapfx_driver bitmapfx_flip_rgb_driver;                  // "flip-rgb", flip_rgb.cpp
+extern bitmapfx_driver bitmapfx_quant_fast_driver;                // "quant.fast", fquant.cpp
+extern bitmapfx_driver bitmapfx_quant_slow_driver;                // "quant.slow", squant.cpp
+extern bitmapfx_driver bitmapfx_crop_driver;                      // "crop", crop.cpp
+extern bitmapfx_driver bitmapfx_scale_driver;                     // "scale", scale.cpp
+extern bitmapfx_driver bitmapfx_rotate_arbitrary_driver;          // "rotate.arbitrary", rotate.cpp
+extern bitmapfx_driver bitmapfx_rotate_180_driver;                // "rotate.180", rot180.cpp
+extern bitmapfx_driver bitmapfx_rotate_90_cw_driver;              // "rotate.90.cw", rot90cw.cpp
+extern bitmapfx_driver bitmapfx_rotate_90_ccw_driver;             // "rotate.90.ccw", rot90ccw.cpp
+extern bitmapfx_driver bitmapfx_dim_or_flash_driver;              // "dim-or-flash", dim.cpp
+extern bitmapfx_driver bitmapfx_gamma_correct_driver;             // "gamma-correct", gamma.cpp
+extern bitmapfx_driver bitmapfx_motion_blur_linear_driver;        // "motion-blur.linear", lmotblur.cpp
+extern bitmapfx_driver bitmapfx_motion_blur_radial_driver;        // "motion-blur.radial", rmotblur.cpp
+extern bitmapfx_driver bitmapfx_motion_blur_zoom_driver;          // "motion-blur.zoom", zmotblur.cpp
+extern bitmapfx_driver bitmapfx_offset_driver;                    // "offset", offset.cpp
+extern bitmapfx_driver bitmapfx_plasma_standard_driver;           // "plasma.standard", plasma.cpp
+extern bitmapfx_driver bitmapfx_emboss_driver;                    // "emboss", emboss.cpp
+extern bitmapfx_driver bitmapfx_blur_random_driver;               // "blur.random", randblur.cpp
+extern bitmapfx_driver bitmapfx_photo_negative_driver;            // "photo.negative", photoneg.cpp
+extern bitmapfx_driver bitmapfx_photo_positive_driver;            // "photo.positive", photopos.cpp
+extern bitmapfx_driver bitmapfx_rotate_arbitrary_scale_driver;    // "rotate.arbitrary.scale", rotscale.cpp
+extern bitmapfx_driver bitmapfx_rectangle_get_driver;             // "rectangle.get", getrect.cpp
+extern bitmapfx_driver bitmapfx_tile_auto_driver;                 // "tile.auto", autotile.cpp
+extern bitmapfx_driver bitmapfx_edge_detect_driver;               // "edge-detect", edgedet.cpp
+extern bitmapfx_driver bitmapfx_greyscale_driver;                 // "greyscale", greyscal.cpp
+extern bitmapfx_driver bitmapfx_tiler_driver;                     // "tiler", tiler.cpp
+extern bitmapfx_driver bitmapfx_tile_rectangle_driver;            // "tile.rectangle", recttile.cpp
+extern bitmapfx_driver bitmapfx_random_flash_driver;              // "random-flash", rndflash.cpp
+extern bitmapfx_driver bitmapfx_rotate_arbitrary_centered_driver; // "rotate.arbitrary.centered", rotcent.cpp
+extern bitmapfx_driver bitmapfx_invert_driver;                    // "invert", invert.cpp
+extern bitmapfx_driver bitmapfx_flip_horizontal_driver;           // "flip.horizontal", hflip.cpp
+extern bitmapfx_driver bitmapfx_flip_vertical_driver;             // "flip.vertical", vflip.cpp
+extern bitmapfx_driver bitmapfx_equalize_driver;                  // "equalize", equalize.cpp
+extern bitmapfx_driver bitmapfx_resize_driver;                    // "resize", resize.cpp
 
 // Every built-in driver in registration order; null ends the list.
 extern bitmapfx_driver *const bitmapfx_builtin_drivers[];
