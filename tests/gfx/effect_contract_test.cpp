@@ -37,6 +37,9 @@ struct driver_facts {
 const driver_facts facts[] = {
     {.name = "quant.fast", .out_bpp = 8},
     {.name = "quant.slow", .out_bpp = 8},
+    {.name = "remap", .out_bpp = 8},
+    {.name = "snr", .may_copy = true},
+    {.name = "null", .may_copy = true},
 };
 
 const driver_facts &facts_of(const std::string &name) {
