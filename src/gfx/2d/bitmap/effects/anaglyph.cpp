@@ -7,7 +7,7 @@
 // stretched to the source's size.  A missing view is made from the other one
 // (or, with neither given, from the source, which is then the left view): it
 // is that picture with every pixel moved sideways in proportion to its
-// brightness, up to a 64th of the width, so bright parts stand out in front
+// brightness, up to a 48th of the width, so bright parts stand out in front
 // of dark ones.  The references are the caller's; the driver never frees or
 // keeps them beyond the call.
 #include "core/message.h"
@@ -86,7 +86,7 @@ void *run_effect(bitmapfx_driver *driver) {
         XWARNING("failed to convert a view to %dx%d pixels", source->xsize, source->ysize);
         return nullptr;
     }
-    const double shift = std::max(1.0, source->xsize / 64.0);
+    const double shift = std::max(1.0, source->xsize / 48.0);
     if (!left && !right)
         left = source;
     if (!right) {

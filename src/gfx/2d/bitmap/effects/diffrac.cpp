@@ -3,17 +3,19 @@
 // the picture as light.
 //
 // Model: seven point openings sit on a ring about the picture's centre (the
-// picture's half larger side is one unit, and one unit is 12 micrometres, so
-// visible wave lengths give a dozen or so fringes across the picture).  At
-// each pixel, for each colour, the waves from the openings are added with
-// their phases (distance / wave length) and their amplitudes, which fall off
-// as exp(-scattering * distance).  Openings alternate between two directions
-// of polarization: waves of the same direction interfere, those of crossed
-// directions only add their intensities; `polarization` from -1 (crossed) to
-// 1 (all alike) mixes the two.  The intensity I (1 on average) is drawn as
-// contour bands sin^2(pi * contour * I), or as I itself for a contour of 0,
-// raised to the power `edges` (higher: thinner, sharper fringes), times
-// `brightness`, and screened over the picture (light added, never darkened).
+// picture's half larger side is one unit, and one unit is 5 micrometres, so
+// visible wave lengths give fringes a tenth of a unit apart, at any picture
+// size).  At each pixel, for each colour, the waves from the openings are
+// added with their phases (distance / wave length) and their amplitudes,
+// which fall off as exp(-scattering * distance).  Openings alternate between
+// two directions of polarization: waves of the same direction interfere,
+// those of crossed directions only add their intensities; `polarization`
+// from -1 (crossed) to 1 (all alike) mixes the two.  The intensity I, from 0
+// to 1 where all waves arrive in phase, is drawn as contour bands
+// sin^2(pi * contour * I), or as I itself for a contour of 0, raised to the
+// power `edges` (higher: thinner, sharper fringes), times `brightness` and
+// the square of the mean amplitude (the light fades away from the openings),
+// and screened over the picture (light added, never darkened).
 #include "core/message.h"
 #include "core/progress.h"
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
@@ -33,14 +35,14 @@ namespace {
 
 double lam_r = 0.65, lam_g = 0.55, lam_b = 0.45;          // wave lengths in micrometres
 double contour_r = 1.0, contour_g = 1.0, contour_b = 1.0; // bands per unit of intensity
-double edges_r = 1.5, edges_g = 1.5, edges_b = 1.5;       // sharpness of the fringes
+double edges_r = 1.0, edges_g = 1.0, edges_b = 1.0;       // sharpness of the fringes
 double brightness = 0.75;   // light added at full intensity, 0..1 of white
 double scattering = 0.5;    // amplitude loss per unit of distance
 double polarization = 0.25; // -1 crossed .. 1 alike
 
 constexpr int openings = 7;
 constexpr double ring_radius = 0.35;
-constexpr double microns_per_unit = 12.0;
+constexpr double microns_per_unit = 5.0;
 // Shorter wave lengths would only draw noise at any picture size.
 constexpr double shortest_wave = 0.05;
 
@@ -117,12 +119,14 @@ void *run_effect(bitmapfx_driver *driver) {
         std::uint8_t *out = to.row(y);
         for (int x = 0; x < width; ++x, out += to.channels) {
             const double px = (x - cx) / unit;
-            double distance[openings], amplitude[openings];
+            double distance[openings], amplitude[openings], total = 0.0;
             for (int k = 0; k < openings; ++k) {
                 const double dx = px - ox[k], dy = py - oy[k];
                 distance[k] = std::sqrt(dx * dx + dy * dy);
                 amplitude[k] = std::exp(-loss * distance[k]);
+                total += amplitude[k];
             }
+            const double glow = light * (total / openings) * (total / openings);
             for (int c = 0; c < 3; ++c) {
                 // Sums of the two polarization sets: even and odd openings.
                 float re[2] = {0, 0}, im[2] = {0, 0};
@@ -135,13 +139,14 @@ void *run_effect(bitmapfx_driver *driver) {
                 const double together =
                     (re[0] + re[1]) * (re[0] + re[1]) + (im[0] + im[1]) * (im[0] + im[1]);
                 const double apart = re[0] * re[0] + im[0] * im[0] + re[1] * re[1] + im[1] * im[1];
-                const double intensity = (alike * together + (1.0 - alike) * apart) / openings;
+                const double intensity =
+                    (alike * together + (1.0 - alike) * apart) / (total * total);
                 double band = intensity;
                 if (rules[c].contour > 0.0) {
                     const double s = std::sin(std::numbers::pi * rules[c].contour * intensity);
                     band = s * s;
                 }
-                const double level = std::min(1.0, std::pow(band, rules[c].edges)) * light;
+                const double level = std::pow(band, rules[c].edges) * glow;
                 out[c] = fxkit::clamp_byte(out[c] + level - out[c] * level / 255.0);
             }
         }

@@ -27,6 +27,18 @@ inline double finite_or(double value, double fallback) {
     return std::isfinite(value) ? value : fallback;
 }
 
+// Folds a coordinate into 0 .. size-1 as mirrors at both edges of the
+// picture would (pixel -1 reads pixel 0, pixel size reads pixel size-1).
+inline double mirrored(double c, int size) {
+    const double period = 2.0 * size;
+    double t = std::fmod(c + 0.5, period);
+    if (t < 0)
+        t += period;
+    if (t > size)
+        t = period - t;
+    return t - 0.5;
+}
+
 // `map(x, y, sx, sy)` sets the source point (sx, sy) that target pixel (x, y)
 // shows; points outside the picture read by the edge rule.
 template <class Map>

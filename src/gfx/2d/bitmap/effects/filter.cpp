@@ -291,8 +291,11 @@ bool write_kernel(const char *path, const kernel &k) {
                         number_text(k.divisor).c_str(), number_text(k.bias).c_str()) > 0;
     for (int row = 0; ok && row < k.size; ++row) {
         std::string text;
-        for (int column = 0; column < k.size; ++column)
-            text += (column ? " " : "") + number_text(k.weights[row * k.size + column]);
+        for (int column = 0; column < k.size; ++column) {
+            if (column)
+                text += ' ';
+            text += number_text(k.weights[row * k.size + column]);
+        }
         ok = xfprintf(stream, "%s\n", text.c_str()) > 0;
     }
     ok = xfclose(stream) == 0 && ok;

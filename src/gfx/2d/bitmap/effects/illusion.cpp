@@ -62,7 +62,9 @@ void *run_effect(bitmapfx_driver *driver) {
             if (weight <= 0.0f)
                 continue;
             std::uint8_t copy[4];
-            fxkit::sample(from, cx + (px * c - py * s), cy + (px * s + py * c), fxkit::edge::wrap,
+            // Corners turned out of the picture read it mirrored: no seams.
+            fxkit::sample(from, distort::mirrored(cx + (px * c - py * s), width),
+                          distort::mirrored(cy + (px * s + py * c), height), fxkit::edge::clamp,
                           copy);
             for (int k = 0; k < to.channels; ++k)
                 out[k] =

@@ -34,17 +34,6 @@ std::int32_t reflective = 0; // mirror at the edges (wins over smear); rand eith
 // would divide by zero.
 constexpr double shortest = 1.0;
 
-// Folds a coordinate into the picture as a mirror at both edges would.
-double mirrored(double c, int size) {
-    const double period = 2.0 * size;
-    double t = std::fmod(c + 0.5, period);
-    if (t < 0)
-        t += period;
-    if (t > size)
-        t = period - t;
-    return t - 0.5;
-}
-
 void *run_effect(bitmapfx_driver *driver) {
     const bitmap *source = fxkit::source(driver);
     if (!source)
@@ -74,8 +63,8 @@ void *run_effect(bitmapfx_driver *driver) {
                                               sx = x + dx * shift;
                                               sy = y + dy * shift;
                                               if (mirror) {
-                                                  sx = mirrored(sx, width);
-                                                  sy = mirrored(sy, height);
+                                                  sx = distort::mirrored(sx, width);
+                                                  sy = distort::mirrored(sy, height);
                                               }
                                           });
     return fxkit::finish(driver, target);
