@@ -59,14 +59,18 @@ const bitmap *fitted(const bitmap *view, const bitmap *source, owned &keep) {
 
 // The other eye's view of `view`: pixels moved by up to `shift` pixels in
 // proportion to their brightness (positive: to the left, as the right eye
-// sees near things).
+// sees near things).  A pixel takes the larger move of its own and of the
+// point it would show, so a bright (near) shape covers the dark background
+// beside it instead of being squeezed.
 bitmap *other_eye(const bitmap *view, double shift) {
     const fxkit::view from(view);
+    const auto grey = [](const std::uint8_t *p) { return 0.3 * p[0] + 0.59 * p[1] + 0.11 * p[2]; };
     return distort::inverse_map(view, "anaglyph", "create anaglyph from 2 images",
                                 fxkit::edge::clamp, [&](int x, int y, double &sx, double &sy) {
-                                    const std::uint8_t *p = from.at(x, y);
-                                    const double grey = 0.3 * p[0] + 0.59 * p[1] + 0.11 * p[2];
-                                    sx = x + shift * grey / 255.0;
+                                    std::uint8_t ahead[4];
+                                    fxkit::sample(from, x + shift, y, fxkit::edge::clamp, ahead);
+                                    const double near = std::max(grey(from.at(x, y)), grey(ahead));
+                                    sx = x + shift * near / 255.0;
                                     sy = y;
                                 });
 }

@@ -103,7 +103,10 @@ kernel from_builtin(const builtin_kernel &k) {
     return {k.name, k.size, k.divisor, k.bias, k.weights};
 }
 
+// Whole buffers are rewritten, so that a stored text compares byte for byte
+// with the same text scanned from a preset.
 void set_text(char *storage, const std::string &text) {
+    std::memset(storage, 0, sizeof file);
     std::snprintf(storage, sizeof file, "%s", text.c_str());
 }
 
@@ -409,7 +412,7 @@ void *run_effect(bitmapfx_driver *driver) {
 
 void *randomize(bitmapfx_driver *) {
     set_text(name, builtins[xrand_mm(0, random_choices)].name);
-    file[0] = '\0';
+    set_text(file, "");
     iterations = xrand_mm(1, 3);
     return nullptr;
 }

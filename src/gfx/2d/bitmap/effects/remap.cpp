@@ -5,10 +5,10 @@
 // empty one) a built-in palette of 256 colours is used: the 6 x 6 x 6 colour
 // cube (levels 0, 51, .. 255) followed by 40 greys between its grey steps.
 // Nearness is the squared distance of red, green and blue, or with `use_hsl`
-// the distance in a double cone of hue, saturation and lightness (hue round
-// the axis, saturation outward, lightness along it), which keeps hues apart
-// that the RGB distance would mix up.  On equal distances the lower index
-// wins.  An 8-bpp source is read through its own colormap.
+// the distance in the hue-saturation-lightness cylinder (hue round the
+// axis, saturation outward, lightness along it), which keeps a dark or pale
+// colour's hue apart from grey where the RGB distance would mix them up.  On equal distances the
+// lower index wins.  An 8-bpp source is read through its own colormap.
 #include "core/message.h"
 #include "core/progress.h"
 #include "gfx/2d/bitmap/bitinfo.h"
@@ -56,16 +56,15 @@ colormap *builtin_palette() {
     return map;
 }
 
-// A colour as a point in the hue-saturation-lightness double cone.
+// A colour as a point in the hue-saturation-lightness cylinder.
 struct cone_point {
     double x, y, z;
 };
 cone_point cone_of(int r, int g, int b) {
     double h, s, l;
     color_rgb2hsl(r / 255.0, g / 255.0, b / 255.0, &h, &s, &l);
-    const double radius = s * (1.0 - std::fabs(2.0 * l - 1.0));
     const double a = 2.0 * std::numbers::pi * h;
-    return {radius * std::cos(a), radius * std::sin(a), l};
+    return {s * std::cos(a), s * std::sin(a), l};
 }
 
 class hsl_search {
