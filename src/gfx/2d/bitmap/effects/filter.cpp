@@ -62,6 +62,8 @@ constexpr int longest_line = 1024;
 constexpr std::size_t longest_name = 63;
 // Weights, divisors and biases beyond this only make black and white.
 constexpr double largest_number = 1e6;
+// A divisor may be the sum of the largest kernel's weights, as "save" writes it.
+constexpr double largest_divisor = largest_number * largest_size * largest_size;
 constexpr const char *separators = " \t\r\n\f\v,";
 
 struct kernel {
@@ -163,15 +165,14 @@ class kernel_reader {
         return text;
     }
 
-    // A whole, finite number within the limits.
-    static bool number(const char *text, double &value) {
+    // A whole, finite number within the limit.
+    static bool number(const char *text, double &value, double limit = largest_number) {
         if (!*text)
             return false;
         char *end = nullptr;
         errno = 0;
         value = std::strtod(text, &end);
-        return *end == '\0' && errno == 0 && std::isfinite(value) &&
-               std::fabs(value) <= largest_number;
+        return *end == '\0' && errno == 0 && std::isfinite(value) && std::fabs(value) <= limit;
     }
 
     bool take_line(char *text) {
@@ -212,13 +213,15 @@ class kernel_reader {
             return true;
         }
         double v;
-        if (!number(value, v))
-            return refuse("value is not a number (or beyond 1000000)");
+        const bool divisor = which->seen == &seen_divisor_;
+        if (!number(value, v, divisor ? largest_divisor : largest_number))
+            return refuse(divisor ? "value is not a number (or beyond 225000000)"
+                                  : "value is not a number (or beyond 1000000)");
         if (which->seen == &seen_size_) {
             if (v != std::floor(v) || v < 1 || v > largest_size || std::fmod(v, 2.0) == 0.0)
                 return refuse("size must be an odd whole number from 1 to 15");
             kernel_.size = static_cast<int>(v);
-        } else if (which->seen == &seen_divisor_) {
+        } else if (divisor) {
             if (v == 0.0)
                 return refuse("divisor must not be 0");
             kernel_.divisor = v;
