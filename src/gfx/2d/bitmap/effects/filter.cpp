@@ -344,7 +344,7 @@ void *prepare(bitmapfx_driver *) {
         current = from_builtin(*k);
         return nullptr;
     }
-    if (!file[0] && current.name == name)
+    if (current.name == name)
         return nullptr;
     XWARNING("no filter kernel '%s', using 'sharpen'", name);
     current = from_builtin(builtins[0]);

@@ -38,8 +38,9 @@ void *run_effect(bitmapfx_driver *driver) {
     const bitmap *source = fxkit::source(driver);
     if (!source)
         return nullptr;
-    double length = distort::finite_or(wavelen, shortest);
-    if (!(std::fabs(length) >= shortest)) {
+    // A negative length runs the same waves; NaN fails the test as well.
+    double length = std::fabs(wavelen);
+    if (!(length >= shortest)) {
         XWARNING("wave length %f is too short, using %f", wavelen, shortest);
         length = shortest;
     }
@@ -47,26 +48,25 @@ void *run_effect(bitmapfx_driver *driver) {
         XWARNING("amplitude %f or phase %f is not a number, using 0", amplitude, phase);
     const double push = distort::finite_or(amplitude, 0.0);
     const double start = distort::finite_or(phase, 0.0) * std::numbers::pi / 180.0;
-    const double step = 2.0 * std::numbers::pi / std::fabs(length);
+    const double step = 2.0 * std::numbers::pi / length;
     const int width = static_cast<int>(source->xsize), height = static_cast<int>(source->ysize);
     const double cx = distort::centre(width), cy = distort::centre(height);
     const bool mirror = reflective != 0;
     const fxkit::edge edge = mirror || smear ? fxkit::edge::clamp : fxkit::edge::zero;
-    bitmap *target = distort::inverse_map(source, "wave", "generate waves in image", edge,
-                                          [&](int x, int y, double &sx, double &sy) {
-                                              const double dx = x - cx, dy = y - cy;
-                                              const double r = std::sqrt(dx * dx + dy * dy);
-                                              double shift = 0.0;
-                                              if (r > 0.0)
-                                                  shift = push * std::sin(r * step + start) *
-                                                          std::min(1.0, r / std::fabs(length)) / r;
-                                              sx = x + dx * shift;
-                                              sy = y + dy * shift;
-                                              if (mirror) {
-                                                  sx = distort::mirrored(sx, width);
-                                                  sy = distort::mirrored(sy, height);
-                                              }
-                                          });
+    bitmap *target = distort::inverse_map(
+        source, "wave", "generate waves in image", edge, [&](int x, int y, double &sx, double &sy) {
+            const double dx = x - cx, dy = y - cy;
+            const double r = std::sqrt(dx * dx + dy * dy);
+            double shift = 0.0;
+            if (r > 0.0)
+                shift = push * std::sin(r * step + start) * std::min(1.0, r / length) / r;
+            sx = x + dx * shift;
+            sy = y + dy * shift;
+            if (mirror) {
+                sx = distort::mirrored(sx, width);
+                sy = distort::mirrored(sy, height);
+            }
+        });
     return fxkit::finish(driver, target);
 }
 
