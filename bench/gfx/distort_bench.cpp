@@ -34,6 +34,10 @@ void run_effect(benchmark::State &state, const char *name,
 void BM_whirl(benchmark::State &state) {
     run_effect(state, "whirl", {});
 }
+// The floor under every inverse mapping: a whirl of angle 0 only resamples.
+void BM_resample_only(benchmark::State &state) {
+    run_effect(state, "whirl", {{"angle", "0"}});
+}
 void BM_wave(benchmark::State &state) {
     run_effect(state, "wave", {});
 }
@@ -61,6 +65,7 @@ void BM_remap(benchmark::State &state) {
 
 #define SIZES ->Args({320, 200})->Args({1920, 1080})->Unit(benchmark::kMillisecond)
 BENCHMARK(BM_whirl) SIZES;
+BENCHMARK(BM_resample_only) SIZES;
 BENCHMARK(BM_wave) SIZES;
 BENCHMARK(BM_polar) SIZES;
 BENCHMARK(BM_polar_inverse) SIZES;
