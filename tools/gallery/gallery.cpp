@@ -111,7 +111,8 @@ bitmap *test_picture() {
     const double horizon = height * 0.62;
     struct ball {
         double x, y, r, red, green, blue;
-    } balls[] = {{80, 120, 38, 220, 60, 50}, {190, 95, 30, 60, 170, 220}, {265, 140, 24, 240, 200, 60}};
+    } balls[] = {
+        {80, 120, 38, 220, 60, 50}, {190, 95, 30, 60, 170, 220}, {265, 140, 24, 240, 200, 60}};
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             double r, g, b;
@@ -121,8 +122,9 @@ bitmap *test_picture() {
             } else {
                 const double t = (y - horizon) / (height - horizon);
                 const double depth = 1.0 / (0.15 + t);
-                const bool stripe = std::fmod((x - width / 2.0) * (0.15 + t) / 12.0 + 100.0, 2.0) < 1.0 ||
-                                    std::fmod(depth, 1.0) < 0.12;
+                const bool stripe =
+                    std::fmod((x - width / 2.0) * (0.15 + t) / 12.0 + 100.0, 2.0) < 1.0 ||
+                    std::fmod(depth, 1.0) < 0.12;
                 r = stripe ? 150 : 90, g = stripe ? 120 : 70, b = stripe ? 80 : 50;
                 r *= 0.6 + 0.4 * t, g *= 0.6 + 0.4 * t, b *= 0.6 + 0.4 * t;
             }
@@ -226,8 +228,8 @@ int xmain(int argc, char **argv) {
         for (int k = 1; k <= 3; ++k)
             std::fprintf(list, "\t%s",
                          draws ? render(driver, picture.get(),
-                                        std::string(stem) + "-" + std::to_string(k) + ".tga",
-                                        true, 7919u * k)
+                                        std::string(stem) + "-" + std::to_string(k) + ".tga", true,
+                                        7919u * k)
                                      .c_str()
                                : "-");
         std::fprintf(list, "\n");
