@@ -69,7 +69,8 @@ size2 halved(size2 s) {
 }
 
 // Only drivers whose behaviour differs from "same size, same depth, changes
-// the picture" have a row.
+// the picture" have a row.  One row a line, kept so by hand.
+// clang-format off
 const driver_facts facts[] = {
     {.name = "border", .size = framed},
     {.name = "quant.fast", .out_bpp = 8},
@@ -81,7 +82,11 @@ const driver_facts facts[] = {
     {.name = "rotate.90.ccw", .size = swapped},
     {.name = "rectangle.get", .size = rectangle},
     {.name = "resize", .size = halved},
+    {.name = "remap", .out_bpp = 8},    // 8 bpp with the colormap it mapped to
+    {.name = "snr", .may_copy = true},  // measures; the target is the source
+    {.name = "null", .may_copy = true}, // the template driver copies
 };
+// clang-format on
 
 const driver_facts &facts_of(const std::string &name) {
     static const driver_facts plain{.name = ""};

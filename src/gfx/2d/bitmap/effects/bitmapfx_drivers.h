@@ -9,6 +9,7 @@
 
 extern bitmapfx_driver bitmapfx_blur_simple_driver;               // "blur.simple", blur.cpp
 extern bitmapfx_driver bitmapfx_blur_gaussian_driver;             // "blur.gaussian", gblur.cpp
+extern bitmapfx_driver bitmapfx_polar_driver;                     // "polar", polar.cpp
 extern bitmapfx_driver bitmapfx_border_driver;                    // "border", border.cpp
 extern bitmapfx_driver bitmapfx_flip_rgb_driver;                  // "flip-rgb", flip_rgb.cpp
 extern bitmapfx_driver bitmapfx_quant_fast_driver;                // "quant.fast", fquant.cpp
@@ -19,7 +20,11 @@ extern bitmapfx_driver bitmapfx_rotate_arbitrary_driver;          // "rotate.arb
 extern bitmapfx_driver bitmapfx_rotate_180_driver;                // "rotate.180", rot180.cpp
 extern bitmapfx_driver bitmapfx_rotate_90_cw_driver;              // "rotate.90.cw", rot90cw.cpp
 extern bitmapfx_driver bitmapfx_rotate_90_ccw_driver;             // "rotate.90.ccw", rot90ccw.cpp
+extern bitmapfx_driver bitmapfx_wave_driver;                      // "wave", wave.cpp
+extern bitmapfx_driver bitmapfx_whirl_driver;                     // "whirl", whirl.cpp
+extern bitmapfx_driver bitmapfx_diffraction_driver;               // "diffraction", diffrac.cpp
 extern bitmapfx_driver bitmapfx_dim_or_flash_driver;              // "dim-or-flash", dim.cpp
+extern bitmapfx_driver bitmapfx_filter_driver;                    // "filter", filter.cpp
 extern bitmapfx_driver bitmapfx_gamma_correct_driver;             // "gamma-correct", gamma.cpp
 extern bitmapfx_driver bitmapfx_motion_blur_linear_driver;        // "motion-blur.linear", lmotblur.cpp
 extern bitmapfx_driver bitmapfx_motion_blur_radial_driver;        // "motion-blur.radial", rmotblur.cpp
@@ -28,12 +33,17 @@ extern bitmapfx_driver bitmapfx_offset_driver;                    // "offset", o
 extern bitmapfx_driver bitmapfx_plasma_standard_driver;           // "plasma.standard", plasma.cpp
 extern bitmapfx_driver bitmapfx_emboss_driver;                    // "emboss", emboss.cpp
 extern bitmapfx_driver bitmapfx_blur_random_driver;               // "blur.random", randblur.cpp
+extern bitmapfx_driver bitmapfx_illusion_driver;                  // "illusion", illusion.cpp
 extern bitmapfx_driver bitmapfx_photo_negative_driver;            // "photo.negative", photoneg.cpp
 extern bitmapfx_driver bitmapfx_photo_positive_driver;            // "photo.positive", photopos.cpp
+extern bitmapfx_driver bitmapfx_anaglyph_driver;                  // "anaglyph", anaglyph.cpp
 extern bitmapfx_driver bitmapfx_rotate_arbitrary_scale_driver;    // "rotate.arbitrary.scale", rotscale.cpp
 extern bitmapfx_driver bitmapfx_rectangle_get_driver;             // "rectangle.get", getrect.cpp
 extern bitmapfx_driver bitmapfx_tile_auto_driver;                 // "tile.auto", autotile.cpp
+extern bitmapfx_driver bitmapfx_remap_driver;                     // "remap", remap.cpp
+extern bitmapfx_driver bitmapfx_snr_driver;                       // "snr", snr.cpp
 extern bitmapfx_driver bitmapfx_edge_detect_driver;               // "edge-detect", edgedet.cpp
+extern bitmapfx_driver bitmapfx_show_palette_driver;              // "show-palette", showpal.cpp
 extern bitmapfx_driver bitmapfx_greyscale_driver;                 // "greyscale", greyscal.cpp
 extern bitmapfx_driver bitmapfx_tiler_driver;                     // "tiler", tiler.cpp
 extern bitmapfx_driver bitmapfx_tile_rectangle_driver;            // "tile.rectangle", recttile.cpp
@@ -44,6 +54,7 @@ extern bitmapfx_driver bitmapfx_flip_horizontal_driver;           // "flip.horiz
 extern bitmapfx_driver bitmapfx_flip_vertical_driver;             // "flip.vertical", vflip.cpp
 extern bitmapfx_driver bitmapfx_equalize_driver;                  // "equalize", equalize.cpp
 extern bitmapfx_driver bitmapfx_resize_driver;                    // "resize", resize.cpp
+extern bitmapfx_driver bitmapfx_null_driver;                      // "null", nullfx.cpp
 
 // Every built-in driver in registration order; null ends the list.
 extern bitmapfx_driver *const bitmapfx_builtin_drivers[];
