@@ -7,9 +7,21 @@
 
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
 
-extern bitmapfx_driver bitmapfx_plasma_standard_driver; // "plasma.standard", plasma.cpp
-extern bitmapfx_driver bitmapfx_quant_fast_driver;      // "quant.fast", fquant.cpp
-extern bitmapfx_driver bitmapfx_quant_slow_driver;      // "quant.slow", squant.cpp
+extern bitmapfx_driver bitmapfx_flare_standard_driver;     // "flare.standard", flare.cpp
+extern bitmapfx_driver bitmapfx_checker_driver;            // "checker", checker.cpp
+extern bitmapfx_driver bitmapfx_flare_fast_driver;         // "flare.fast", flare2.cpp
+extern bitmapfx_driver bitmapfx_quant_fast_driver;         // "quant.fast", fquant.cpp
+extern bitmapfx_driver bitmapfx_quant_slow_driver;         // "quant.slow", squant.cpp
+extern bitmapfx_driver bitmapfx_noise_fractal_driver;      // "noise.fractal", noise.cpp
+extern bitmapfx_driver bitmapfx_noise_random_driver;       // "noise.random", noise2.cpp
+extern bitmapfx_driver bitmapfx_rainbow_driver;            // "rainbow", rainbow.cpp
+extern bitmapfx_driver bitmapfx_nova_driver;               // "nova", nova.cpp
+extern bitmapfx_driver bitmapfx_plasma_standard_driver;    // "plasma.standard", plasma.cpp
+extern bitmapfx_driver bitmapfx_plasma_block_driver;       // "plasma.block", bplasma.cpp
+extern bitmapfx_driver bitmapfx_reaction_diffusion_driver; // "reaction-diffusion", reaction.cpp
+extern bitmapfx_driver bitmapfx_snow_driver;               // "snow", snow.cpp
+extern bitmapfx_driver bitmapfx_color_block_driver;        // "color-block", colblock.cpp
+extern bitmapfx_driver bitmapfx_plasma_tile_driver;        // "plasma.tile", tplasma.cpp
 
 // Every built-in driver in registration order; null ends the list.
 extern bitmapfx_driver *const bitmapfx_builtin_drivers[];
