@@ -32,9 +32,20 @@ struct driver_facts {
     bool may_copy = false;
 };
 
+// A flare's light sits where its caller puts it; the contract puts it in the
+// middle of the picture, as the raytracer puts it on its brightest pixel.
+void light_in_the_middle(bitmapfx_driver *driver, const bitmap *source) {
+    const std::int32_t x = static_cast<std::int32_t>(source->xsize / 2),
+                       y = static_cast<std::int32_t>(source->ysize / 2);
+    bitmapfx_talk(driver, "xpos", &x);
+    bitmapfx_talk(driver, "ypos", &y);
+}
+
 // Only drivers whose behaviour differs from "same size, same depth, changes
 // the picture" have a row.
 const driver_facts facts[] = {
+    {.name = "flare.standard", .prepare = light_in_the_middle},
+    {.name = "flare.fast", .prepare = light_in_the_middle},
     {.name = "quant.fast", .out_bpp = 8},
     {.name = "quant.slow", .out_bpp = 8},
 };

@@ -46,12 +46,16 @@ void *run_effect(bitmapfx_driver *driver) {
     const int columns = (out.width + side - 1) / side, rows = (out.height + side - 1) / side;
     const int cell = fxgen::power_of_two_below(std::min(columns, rows) / 2.0);
     std::vector<std::uint8_t> blocks[3];
+    std::vector<float> line(columns);
     for (auto &channel : blocks) {
-        const std::vector<float> field = fxgen::fractal(columns, rows, cell, 0.6f, 0);
-        channel.resize(field.size());
-        for (std::size_t i = 0; i < field.size(); ++i)
-            channel[i] =
-                std::clamp(static_cast<int>(std::lround(128.0f + 80.0f * field[i])), 1, 255);
+        const fxgen::fractal field(columns, rows, cell, 0.6f, 32);
+        channel.resize(static_cast<std::size_t>(columns) * rows);
+        for (int j = 0; j < rows; ++j) {
+            field.row(j, line.data());
+            for (int i = 0; i < columns; ++i)
+                channel[static_cast<std::size_t>(j) * columns + i] = static_cast<std::uint8_t>(
+                    std::clamp(static_cast<int>(std::lround(128.0f + 80.0f * line[i])), 1, 255));
+        }
     }
 
     const double weights[3][2] = {{sblend.r, tblend.r}, {sblend.g, tblend.g}, {sblend.b, tblend.b}};
@@ -65,7 +69,7 @@ void *run_effect(bitmapfx_driver *driver) {
             for (int c = 0; c < 3; ++c) {
                 const int cloud = shade(blocks[c][block], x % side, y % side, side);
                 const double mixed = std::round(weights[c][0] * from[c] + weights[c][1] * cloud);
-                to[c] = static_cast<std::uint8_t>(std::clamp(mixed, 1.0, 255.0));
+                to[c] = static_cast<std::uint8_t>(fxgen::bounded(mixed, 1.0, 255.0));
             }
         }
     }

@@ -39,130 +39,145 @@ int power_of_two_below(double value) {
 
 namespace {
 
-// A field on a torus: `width` x `height` values, row by row.
-struct torus {
-    int width, height;
-    std::vector<float> values;
-};
-
-// Doubles the torus in both directions by cubic B-spline subdivision: a new
-// point on an old one takes (left + 6 centre + right) / 8, a point between two
-// old ones their mean.
-torus refine(const torus &coarse) {
-    const int w = coarse.width, h = coarse.height;
-    std::vector<float> wide(static_cast<std::size_t>(w) * 2 * h);
-    for (int y = 0; y < h; ++y) {
-        const float *in = coarse.values.data() + static_cast<std::size_t>(y) * w;
-        float *out = wide.data() + static_cast<std::size_t>(y) * w * 2;
-        for (int x = 0; x < w; ++x) {
-            const float left = in[x == 0 ? w - 1 : x - 1], centre = in[x],
-                        right = in[x == w - 1 ? 0 : x + 1];
-            out[2 * x] = (left + 6.0f * centre + right) * 0.125f;
-            out[2 * x + 1] = (centre + right) * 0.5f;
-        }
+// Adds amplitude x [-1, 1) to every value, two values a draw of the
+// generator (15 bits each).
+void add_noise(float *value, std::size_t count, float amplitude) {
+    const float scale = amplitude * (1.0f / 16384.0f);
+    for (std::size_t i = 0; i < count; i += 2) {
+        const auto bits = static_cast<std::uint32_t>(xrand());
+        value[i] += scale * (static_cast<float>(bits & 0x7fff) - 16384.0f);
+        if (i + 1 < count)
+            value[i + 1] += scale * (static_cast<float>((bits >> 15) & 0x7fff) - 16384.0f);
     }
-    torus fine{w * 2, h * 2, std::vector<float>(static_cast<std::size_t>(w) * 4 * h)};
+}
+
+// One row of w values doubled along x by cubic B-spline subdivision, wrapping:
+// a new point on an old one takes (left + 6 centre + right) / 8, a point
+// between two old ones their mean.
+void widen(const float *in, int w, float *out) {
+    for (int x = 0; x < w; ++x) {
+        const float left = in[x == 0 ? w - 1 : x - 1], centre = in[x],
+                    right = in[x == w - 1 ? 0 : x + 1];
+        out[2 * x] = (left + 6.0f * centre + right) * 0.125f;
+        out[2 * x + 1] = (centre + right) * 0.5f;
+    }
+}
+
+// Doubles a w x h torus in both directions, from `in` into `out`; the rows
+// doubled along x are kept three at a time.
+void refine(const float *in, int w, int h, float *out) {
     const std::size_t row = static_cast<std::size_t>(w) * 2;
+    std::vector<float> wide(row * 3);
+    float *up = wide.data(), *centre = up + row, *down = centre + row;
+    widen(in + static_cast<std::size_t>(h - 1) * w, w, up);
+    widen(in, w, centre);
     for (int y = 0; y < h; ++y) {
-        const float *up = wide.data() + (y == 0 ? h - 1 : y - 1) * row;
-        const float *centre = wide.data() + y * row;
-        const float *down = wide.data() + (y == h - 1 ? 0 : y + 1) * row;
-        float *even = fine.values.data() + 2 * y * row;
-        float *odd = even + row;
+        widen(in + static_cast<std::size_t>(y == h - 1 ? 0 : y + 1) * w, w, down);
+        float *even = out + 2 * y * row, *odd = even + row;
         for (std::size_t x = 0; x < row; ++x) {
             even[x] = (up[x] + 6.0f * centre[x] + down[x]) * 0.125f;
             odd[x] = (centre[x] + down[x]) * 0.5f;
         }
+        std::swap(up, centre);
+        std::swap(centre, down);
     }
-    return fine;
 }
 
-void add_noise(torus &field, float amplitude) {
-    for (float &value : field.values)
-        value += amplitude * unit();
-}
-
-// Bilinear resampling of the torus to width x height, wrapping at the edges;
-// a torus of that very size is copied unchanged.
-std::vector<float> resample(const torus &field, int width, int height) {
-    if (field.width == width && field.height == height)
-        return field.values;
-    std::vector<int> x0(width), x1(width);
-    std::vector<float> fx(width);
-    const double sx = static_cast<double>(field.width) / width;
-    for (int x = 0; x < width; ++x) {
-        double u = (x + 0.5) * sx - 0.5;
-        if (u < 0)
-            u += field.width;
-        const int whole = static_cast<int>(u);
-        x0[x] = whole % field.width;
-        x1[x] = (whole + 1) % field.width;
-        fx[x] = static_cast<float>(u - whole);
-    }
-    std::vector<float> out(static_cast<std::size_t>(width) * height);
-    const double sy = static_cast<double>(field.height) / height;
-    for (int y = 0; y < height; ++y) {
-        double v = (y + 0.5) * sy - 0.5;
-        if (v < 0)
-            v += field.height;
-        const int whole = static_cast<int>(v);
-        const float fy = static_cast<float>(v - whole);
-        const float *top =
-            field.values.data() + static_cast<std::size_t>(whole % field.height) * field.width;
-        const float *bottom = field.values.data() +
-                              static_cast<std::size_t>((whole + 1) % field.height) * field.width;
-        float *row = out.data() + static_cast<std::size_t>(y) * width;
-        for (int x = 0; x < width; ++x) {
-            const float a = top[x0[x]] + (top[x1[x]] - top[x0[x]]) * fx[x];
-            const float b = bottom[x0[x]] + (bottom[x1[x]] - bottom[x0[x]]) * fx[x];
-            row[x] = a + (b - a) * fy;
-        }
-    }
-    return out;
-}
-
-void normalise(std::vector<float> &values) {
-    if (values.empty())
-        return;
-    double sum = 0, squares = 0;
-    for (float value : values)
-        sum += value;
-    const double mean = sum / static_cast<double>(values.size());
-    for (float value : values)
-        squares += (value - mean) * (value - mean);
-    const double rms = std::sqrt(squares / static_cast<double>(values.size()));
-    const float scale = rms > 1e-12 ? static_cast<float>(1.0 / rms) : 0.0f;
-    const float centre = static_cast<float>(mean);
-    for (float &value : values)
-        value = (value - centre) * scale;
+int wrap(int index, int size) {
+    index %= size;
+    return index < 0 ? index + size : index;
 }
 
 } // namespace
 
-std::vector<float> fractal(int width, int height, int cell, float roughness, int smooth_levels) {
-    width = std::max(width, 1);
-    height = std::max(height, 1);
+fractal::fractal(int width, int height, int cell, float roughness, int octaves)
+    : width_(std::max(width, 1)), height_(std::max(height, 1)) {
     // Cells larger than the picture would only cost memory.
-    cell = std::min(power_of_two_below(cell), power_of_two_below(std::max(width, height)));
+    cell = std::min(power_of_two_below(cell), power_of_two_below(std::max(width_, height_)));
     int levels = 0;
     while ((1 << levels) < cell)
         ++levels;
-    const int columns =
-        std::max(1, static_cast<int>(std::lround(static_cast<double>(width) / cell)));
-    const int rows = std::max(1, static_cast<int>(std::lround(static_cast<double>(height) / cell)));
+    const int noisy = std::clamp(octaves - 1, 0, levels);
+    shrink_ = 1 << (levels - noisy);
+    columns_ = std::max(1, static_cast<int>(std::lround(static_cast<double>(width_) / cell)));
+    rows_ = std::max(1, static_cast<int>(std::lround(static_cast<double>(height_) / cell)));
 
-    torus field{columns, rows, std::vector<float>(static_cast<std::size_t>(columns) * rows)};
-    add_noise(field, 1.0f);
+    values_.resize(static_cast<std::size_t>(columns_) * rows_);
+    add_noise(values_.data(), values_.size(), 1.0f);
     float amplitude = 1.0f;
-    for (int level = 1; level <= levels; ++level) {
-        field = refine(field);
+    for (int level = 1; level <= noisy; ++level) {
+        std::vector<float> finer(values_.size() * 4);
+        refine(values_.data(), columns_, rows_, finer.data());
+        values_.swap(finer);
+        columns_ *= 2;
+        rows_ *= 2;
         amplitude *= roughness;
-        if (level <= levels - smooth_levels)
-            add_noise(field, amplitude);
+        add_noise(values_.data(), values_.size(), amplitude);
     }
-    std::vector<float> values = resample(field, width, height);
-    normalise(values);
-    return values;
+
+    double sum = 0, squares = 0;
+    for (float value : values_) {
+        sum += value;
+        squares += static_cast<double>(value) * value;
+    }
+    const double count = static_cast<double>(values_.size());
+    const double mean = sum / count, variance = squares / count - mean * mean;
+    const float scale = variance > 1e-18 ? static_cast<float>(1.0 / std::sqrt(variance)) : 0.0f;
+    const float centre = static_cast<float>(mean);
+    for (float &value : values_)
+        value = (value - centre) * scale;
+
+    across_.resize(width_);
+    for (int x = 0; x < width_; ++x)
+        across_[x] = place(x, width_, columns_);
+    line_.resize(columns_);
+}
+
+// Picture coordinate i of `size` in a lattice of `lattice` kept points: the
+// finest lattice spans the picture exactly, and a kept point stands for
+// `shrink_` of its points, where subdivision put its point 2k at the coarser
+// point k.
+fractal::taps fractal::place(int index, int size, int lattice) const {
+    const double fine = (index + 0.5) * (static_cast<double>(lattice) * shrink_ / size) - 0.5;
+    const double u = fine / shrink_;
+    const double whole = std::floor(u);
+    const float t = static_cast<float>(u - whole);
+    const int i = static_cast<int>(whole);
+    taps result;
+    if (shrink_ == 1) {
+        result.at[0] = wrap(i, lattice);
+        result.at[1] = wrap(i + 1, lattice);
+        result.at[2] = result.at[3] = result.at[0];
+        result.weight[0] = 1.0f - t;
+        result.weight[1] = t;
+        result.weight[2] = result.weight[3] = 0.0f;
+        return result;
+    }
+    // The uniform cubic B-spline's four basis functions at t.
+    const float t2 = t * t, t3 = t2 * t, s = 1.0f - t;
+    result.weight[0] = s * s * s / 6.0f;
+    result.weight[1] = (3.0f * t3 - 6.0f * t2 + 4.0f) / 6.0f;
+    result.weight[2] = (-3.0f * t3 + 3.0f * t2 + 3.0f * t + 1.0f) / 6.0f;
+    result.weight[3] = t3 / 6.0f;
+    for (int k = 0; k < 4; ++k)
+        result.at[k] = wrap(i - 1 + k, lattice);
+    return result;
+}
+
+void fractal::row(int y, float *out) const {
+    const taps down = place(y, height_, rows_);
+    for (int x = 0; x < columns_; ++x) {
+        float sum = 0.0f;
+        for (int k = 0; k < 4; ++k)
+            sum += down.weight[k] * values_[static_cast<std::size_t>(down.at[k]) * columns_ + x];
+        line_[x] = sum;
+    }
+    const float *line = line_.data();
+    for (int x = 0; x < width_; ++x) {
+        const taps &a = across_[x];
+        out[x] = a.weight[0] * line[a.at[0]] + a.weight[1] * line[a.at[1]] +
+                 a.weight[2] * line[a.at[2]] + a.weight[3] * line[a.at[3]];
+    }
 }
 
 } // namespace fxgen

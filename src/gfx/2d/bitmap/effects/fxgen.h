@@ -35,20 +35,47 @@ inline double bounded(double value, double lo, double hi) {
 // looks the same at every resolution.
 double half_diagonal(int width, int height);
 
-// A fractal field of width x height floats (row by row) that repeats
-// seamlessly in both directions: the last column continues into the first
-// and the last row into the first.
+// A fractal field over a width x height picture that repeats seamlessly in
+// both directions: the last column continues into the first and the last
+// row into the first.
 //
 // It is built on a lattice whose cells are `cell` pixels wide (rounded down to
 // a power of two, at least 1) with one random value a point; each refinement
 // halves the cells by cubic B-spline subdivision, which keeps the surface
 // smooth, and adds fresh random values whose amplitude is `roughness` times
-// that of the level before (0.5 gives clouds, values near 1 a grainy noise).
-// The `smooth_levels` finest levels are subdivided without new values.  The
-// lattice is a whole number of cells in each direction, so the finished
-// field is resampled (bilinear, wrapping) to the size asked for.  Values
-// have mean 0 and are scaled to a root mean square of 1.
-std::vector<float> fractal(int width, int height, int cell, float roughness, int smooth_levels);
+// that of the level before (0.5 gives clouds, values near 1 a grainy noise),
+// down to cells of one pixel.  Only the `octaves` coarsest levels (the
+// lattice counting as the first) get new values.  The finer levels would
+// only be subdivided further, which converges to the cubic B-spline surface
+// over the last noisy level: the field keeps that level and evaluates the
+// spline instead, so a smooth field costs little memory whatever the
+// picture's size.  A field noisy down to the pixels is sampled bilinearly.
+// The lattice is a whole number of cells in each direction and is fitted to
+// the picture's size; values have mean 0 and a root mean square of 1 over
+// the lattice.
+class fractal {
+  public:
+    fractal(int width, int height, int cell, float roughness, int octaves);
+    // Row y (0 .. height-1) of the field at the picture's size, into
+    // out[0 .. width-1].
+    void row(int y, float *out) const;
+
+  private:
+    // Where a picture coordinate reads the lattice: four points and their
+    // weights (two for bilinear sampling).
+    struct taps {
+        int at[4];
+        float weight[4];
+    };
+    taps place(int index, int size, int lattice) const;
+
+    int width_, height_; // the picture's
+    int columns_, rows_; // the kept lattice's
+    int shrink_;         // lattice points per kept point, each way (a power of two)
+    std::vector<float> values_;
+    std::vector<taps> across_;        // per picture column
+    mutable std::vector<float> line_; // scratch of row(): one lattice row
+};
 
 // The largest power of two not above `value` (1 for values below 2).
 int power_of_two_below(double value);

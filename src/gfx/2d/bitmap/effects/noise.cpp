@@ -23,6 +23,9 @@ double fractal = 0.5;
 
 // Byte units a root mean square of each field adds.
 constexpr float light_amount = 44.0f, colour_amount = 20.0f;
+// The colour varies at coarser scales than the light (the eye sees colour
+// less sharply): its fields stop short of the finest octaves.
+constexpr int colour_octaves = 6;
 
 void *run_effect(bitmapfx_driver *driver) {
     const bitmap *source = fxkit::source(driver);
@@ -34,20 +37,24 @@ void *run_effect(bitmapfx_driver *driver) {
 
     const float roughness = static_cast<float>(std::exp2(-fxgen::bounded(fractal, 0.0, 16.0)));
     const int cell = fxgen::power_of_two_below(std::min(image.width, image.height) / 2.0);
-    const std::vector<float> light = fxgen::fractal(image.width, image.height, cell, roughness, 0);
-    std::vector<float> colour[3];
-    for (auto &field : colour)
-        field = fxgen::fractal(image.width, image.height, cell, roughness, 0);
-
-    for (int y = 0; y < image.height; ++y) {
-        report.add(y, image.height);
+    const int w = image.width, h = image.height;
+    const fxgen::fractal light(w, h, cell, roughness, 32);
+    const fxgen::fractal colour[3] = {{w, h, cell, roughness, colour_octaves},
+                                      {w, h, cell, roughness, colour_octaves},
+                                      {w, h, cell, roughness, colour_octaves}};
+    // One row of each field: the light, then the three colours.
+    std::vector<float> rows(static_cast<std::size_t>(w) * 4);
+    for (int y = 0; y < h; ++y) {
+        report.add(y, h);
+        light.row(y, rows.data());
+        for (int c = 0; c < 3; ++c)
+            colour[c].row(y, rows.data() + static_cast<std::size_t>(c + 1) * w);
         std::uint8_t *pixel = image.row(y);
-        const std::size_t row = static_cast<std::size_t>(y) * image.width;
-        for (int x = 0; x < image.width; ++x, pixel += image.channels) {
-            const float shade = light_amount * light[row + x];
+        for (int x = 0; x < w; ++x, pixel += image.channels) {
+            const float shade = light_amount * rows[x];
             for (int c = 0; c < 3; ++c)
                 pixel[c] = fxkit::clamp_byte(static_cast<int>(
-                    std::lround(pixel[c] + shade + colour_amount * colour[c][row + x])));
+                    std::lround(pixel[c] + shade + colour_amount * rows[(c + 1) * w + x])));
         }
     }
     return fxkit::finish(driver, target);

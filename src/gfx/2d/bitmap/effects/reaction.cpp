@@ -42,8 +42,8 @@ double speed = 1.0;
 double value = 0.055;
 double stripe = 0.062;
 
-constexpr int most_cells = 48 * 1024;
-constexpr std::int64_t most_updates = 96LL * 1000 * 1000;
+constexpr int most_cells = 32 * 1024;
+constexpr std::int64_t most_updates = 64LL * 1000 * 1000;
 // Seeds of catalyst: one per this many cells.
 constexpr int cells_per_seed = 110;
 constexpr float substrate_diffusion = 1.0f, catalyst_diffusion = 0.5f;

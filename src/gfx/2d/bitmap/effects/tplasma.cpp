@@ -24,6 +24,9 @@ rgbscalar base = {0.5, 0.5, 0.5};
 // How far the clouds reach from the base, in byte units for one root mean
 // square of the field.
 constexpr float spread = 72.0f;
+// Levels of detail with random values; a seventh level would add less than
+// 1/64 of the first.
+constexpr int octaves = 7;
 
 void *run_effect(bitmapfx_driver *driver) {
     const bitmap *source = fxkit::source(driver);
@@ -34,17 +37,21 @@ void *run_effect(bitmapfx_driver *driver) {
     progress_guard report("plasma.tile", "create a tileable plasma");
     // The largest clouds span about half the picture's shorter side.
     const int cell = fxgen::power_of_two_below(std::min(image.width, image.height) / 2.0);
-    const double centre[3] = {base.r, base.g, base.b};
-    std::vector<float> field[3];
-    for (int c = 0; c < 3; ++c)
-        field[c] = fxgen::fractal(image.width, image.height, cell, 0.5f, 0);
+    const double centre[3] = {fxgen::bounded(base.r, 0.0, 1.0), fxgen::bounded(base.g, 0.0, 1.0),
+                              fxgen::bounded(base.b, 0.0, 1.0)};
+    const fxgen::fractal fields[3] = {{image.width, image.height, cell, 0.5f, octaves},
+                                      {image.width, image.height, cell, 0.5f, octaves},
+                                      {image.width, image.height, cell, 0.5f, octaves}};
+    std::vector<float> row(static_cast<std::size_t>(image.width) * 3);
     for (int y = 0; y < image.height; ++y) {
         report.add(y, image.height);
+        for (int c = 0; c < 3; ++c)
+            fields[c].row(y, row.data() + static_cast<std::size_t>(c) * image.width);
         std::uint8_t *pixel = image.row(y);
-        const std::size_t row = static_cast<std::size_t>(y) * image.width;
         for (int x = 0; x < image.width; ++x, pixel += image.channels)
             for (int c = 0; c < 3; ++c)
-                pixel[c] = fxkit::clamp_byte(centre[c] * 255.0 + spread * field[c][row + x]);
+                pixel[c] = fxkit::clamp_byte(static_cast<int>(
+                    std::lround(centre[c] * 255.0 + spread * row[c * image.width + x])));
     }
     return fxkit::finish(driver, target);
 }
