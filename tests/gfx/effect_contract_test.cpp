@@ -48,6 +48,14 @@ const driver_facts facts[] = {
     {.name = "flare.fast", .prepare = light_in_the_middle},
     {.name = "quant.fast", .out_bpp = 8},
     {.name = "quant.slow", .out_bpp = 8},
+    // A short simulation keeps the suite quick; the generator tests run the
+    // long ones.
+    {.name = "reaction-diffusion",
+     .prepare =
+         [](bitmapfx_driver *driver, const bitmap *) {
+             const std::int32_t iterations = 300;
+             bitmapfx_talk(driver, "iterations", &iterations);
+         }},
 };
 
 const driver_facts &facts_of(const std::string &name) {

@@ -9,9 +9,11 @@
 // reflections (ghosts) of the lens elements, discs with a brighter rim,
 // rings and hexagons (the aperture's shape) in the tints of lens coatings.
 // They sit every `rstride` along that line (measured in lengths from the
-// light to the centre, with some scatter) and reach `xm` and `ym` such
-// lengths beyond the centre horizontally and vertically; equal values keep
-// them on the line.  Ghost sizes, shapes and tints are drawn at every run.
+// light to the centre, with some scatter), from 0.7 of that length on the
+// light's side to 1.6 lengths past the centre; past the centre their offsets
+// from it are scaled by `xm` horizontally and `ym` vertically (equal values
+// keep them on the line).  Ghost sizes, shapes and tints are drawn at every
+// run.
 //
 // The light pixel itself is always the brightest: the core alone saturates
 // it, and every other element is far weaker than the core's peak.  All the
@@ -45,7 +47,7 @@ double ysize = 0.09;
 double rstride = 0.28;
 
 // "rand" ranges (never the position): intensity 0.8 to 1.25, any angle of
-// the six-fold star's 60 degrees plus which spike is long, a common reach of
+// the six-fold star's 60 degrees plus which spike is long, a common scale of
 // 0.7 to 1.3 (the ghosts stay on the line), a glow of 0.06 to 0.13 stretched
 // up to 1.25 times sideways, and ghosts every 0.18 to 0.42.
 void *run_rand(bitmapfx_driver *) {
@@ -256,8 +258,8 @@ bitmapfx_parameter parameters[] = {
     bitmapfx_param("ypos", "light source row", ypos),
     bitmapfx_param("intensity", "brightness of the flare", intensity),
     bitmapfx_param("angle", "rotation of the star in degrees", angle),
-    bitmapfx_param("xm", "horizontal reach of the reflections past the center", xm),
-    bitmapfx_param("ym", "vertical reach of the reflections past the center", ym),
+    bitmapfx_param("xm", "horizontal scale of the reflections past the center", xm),
+    bitmapfx_param("ym", "vertical scale of the reflections past the center", ym),
     bitmapfx_param("xsize", "glow width (fraction of half the diagonal)", xsize),
     bitmapfx_param("ysize", "glow height (fraction of half the diagonal)", ysize),
     bitmapfx_param("rstride", "spacing of the reflections along the line", rstride),

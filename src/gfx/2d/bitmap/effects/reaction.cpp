@@ -42,8 +42,10 @@ double speed = 1.0;
 double value = 0.055;
 double stripe = 0.062;
 
-constexpr int most_cells = 32 * 1024;
-constexpr std::int64_t most_updates = 64LL * 1000 * 1000;
+// 20480 cells hold a 320 x 200 picture at the default interval of 2; the
+// updates allow the default 2000 iterations on them.
+constexpr int most_cells = 20 * 1024;
+constexpr std::int64_t most_updates = 40LL * 1000 * 1000;
 // Seeds of catalyst: one per this many cells.
 constexpr int cells_per_seed = 110;
 constexpr float substrate_diffusion = 1.0f, catalyst_diffusion = 0.5f;
@@ -135,9 +137,15 @@ void *run_effect(bitmapfx_driver *driver) {
     progress_guard report("reaction-diffusion", "reaction diffusion with turing values");
 
     double cell = std::clamp(interval, 1, 4096);
-    const double wanted = std::ceil(image.width / cell) * std::ceil(image.height / cell);
-    if (wanted > most_cells)
-        cell *= std::sqrt(wanted / most_cells);
+    auto cells_of = [&image](double side) {
+        return std::ceil(image.width / side) * std::ceil(image.height / side);
+    };
+    if (cells_of(cell) > most_cells) {
+        cell *= std::sqrt(cells_of(cell) / most_cells);
+        // Partly covered cells at the edges can still tip the count over.
+        while (cells_of(cell) > most_cells)
+            cell *= 1.01;
+    }
     const float dt = static_cast<float>(fxgen::bounded(speed, 0.0, 1.0));
     const float feed = static_cast<float>(fxgen::bounded(value, 0.0, 0.2));
     const float kill = static_cast<float>(fxgen::bounded(stripe, 0.0, 0.2));
