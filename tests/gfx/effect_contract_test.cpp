@@ -66,6 +66,13 @@ size2 rectangle(size2 s) {
 // "resize": half size, rounded up (3x2 gives 2x1).
 size2 halved(size2 s) {
     return {(s.x + 1) / 2, (s.y + 1) / 2};
+// A flare's light sits where its caller puts it; the contract puts it in the
+// middle of the picture, as the raytracer puts it on its brightest pixel.
+void light_in_the_middle(bitmapfx_driver *driver, const bitmap *source) {
+    const std::int32_t x = static_cast<std::int32_t>(source->xsize / 2),
+                       y = static_cast<std::int32_t>(source->ysize / 2);
+    bitmapfx_talk(driver, "xpos", &x);
+    bitmapfx_talk(driver, "ypos", &y);
 }
 
 // Only drivers whose behaviour differs from "same size, same depth, changes
@@ -85,6 +92,18 @@ const driver_facts facts[] = {
     {.name = "remap", .out_bpp = 8},    // 8 bpp with the colormap it mapped to
     {.name = "snr", .may_copy = true},  // measures; the target is the source
     {.name = "null", .may_copy = true}, // the template driver copies
+    {.name = "flare.standard", .prepare = light_in_the_middle},
+    {.name = "flare.fast", .prepare = light_in_the_middle},
+    {.name = "quant.fast", .out_bpp = 8},
+    {.name = "quant.slow", .out_bpp = 8},
+    // A short simulation keeps the suite quick; the generator tests run the
+    // long ones.
+    {.name = "reaction-diffusion",
+     .prepare =
+         [](bitmapfx_driver *driver, const bitmap *) {
+             const std::int32_t iterations = 300;
+             bitmapfx_talk(driver, "iterations", &iterations);
+         }},
 };
 // clang-format on
 
