@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 namespace {
 
@@ -163,4 +164,75 @@ float xnoise_cycloidal(float value) {
 float xnoise_twave(float value) {
     const float f = fraction_of(value);
     return f < 0.5f ? 2.0f * f : 2.0f * (1.0f - f);
+}
+
+xnoise_row::xnoise_row() : cells_{} {
+    select(0.0, 0.0);
+}
+
+double xnoise_row::reduce_large(double v) {
+    return std::isfinite(v) ? std::fmod(v, 256.0) : 0.0;
+}
+
+void xnoise_row::select(double y, double z) {
+    y_ = y;
+    z_ = z;
+    double split[2] = {y, z};
+    int whole[2];
+    float fraction[2];
+    for (int axis = 0; axis < 2; ++axis) {
+        double v = split[axis];
+        if (!(std::fabs(v) < 4503599627370496.0))
+            v = reduce_large(v);
+        const double base = std::floor(v);
+        whole[axis] = static_cast<int>(static_cast<std::int64_t>(base) & 255);
+        fraction[axis] = static_cast<float>(v - base);
+    }
+    yi_ = whole[0];
+    zi_ = whole[1];
+    fy_ = fraction[0];
+    fz_ = fraction[1];
+    const float v = fade(fy_), w = fade(fz_);
+    weight_[0][0] = (1.0f - v) * (1.0f - w);
+    weight_[0][1] = (1.0f - v) * w;
+    weight_[1][0] = v * (1.0f - w);
+    weight_[1][1] = v * w;
+    if (++stamp_ == 0) {
+        // After 2^32 rows the stamps would repeat: start the count afresh.
+        for (cell &c : cells_)
+            c.stamp = 0;
+        stamp_ = 1;
+    }
+}
+
+void xnoise_row::fold(int index) {
+    // The same corner hashes as lattice_noise: perm[perm[perm[x] + y] + z],
+    // for the lattice columns x = index and index + 1.  A sweep along x
+    // meets each column twice, as the right end of one cell and the left end
+    // of the next: a column already folded for this row is copied.
+    const lattice_table &t = noise_table();
+    const float fy[2] = {fy_, fy_ - 1.0f}, fz[2] = {fz_, fz_ - 1.0f};
+    cell &c = cells_[index];
+    const cell &before = cells_[(index + 255) & 255], &after = cells_[(index + 1) & 255];
+    for (int end = 0; end < 2; ++end) {
+        const cell &neighbour = end == 0 ? before : after;
+        if (neighbour.stamp == stamp_) {
+            c.slope[end] = neighbour.slope[1 - end];
+            c.offset[end] = neighbour.offset[1 - end];
+            continue;
+        }
+        const int row = t.perm[index + end] + yi_;
+        float slope = 0.0f, offset = 0.0f;
+        for (int j = 0; j < 2; ++j) {
+            const int plane = t.perm[row + j] + zi_;
+            for (int k = 0; k < 2; ++k) {
+                const float *g = t.gradient[t.perm[plane + k]];
+                slope += weight_[j][k] * g[0];
+                offset += weight_[j][k] * (g[1] * fy[j] + g[2] * fz[k]);
+            }
+        }
+        c.slope[end] = slope * noise_scale;
+        c.offset[end] = offset * noise_scale;
+    }
+    c.stamp = stamp_;
 }

@@ -1,0 +1,76 @@
+// What the five fractal terrains ("protex.fbm", "protex.multi-fractal",
+// "protex.hybrid-multi-fractal", "protex.rigid-multi-fractal",
+// "protex.hetero-terrain") share: the parameters every one of them carries,
+// their "rand" ranges, and the run that maps a height to the colour ramp from
+// `basic_color` (low) to `strip_color` (high).  Each terrain's own file holds
+// its height function, after Musgrave's formulations, over the octave table:
+// octave i samples the noise at the point times `frequency` * `lacunarity`^i
+// and weighs it by `lacunarity`^(-`increment` * i), `increment` being the
+// fractal's H exponent.
+#pragma once
+
+#include "gfx/2d/bitmap/effects/proctext/protex.h"
+
+namespace protex::terrain {
+
+struct common {
+    double vscale;         // noise units across the picture
+    double vplus;          // where the picture lies in the noise
+    std::int32_t octaves;  // capped at max_octaves
+    double increment;      // H: how fast the octaves' weights fall
+    double lacunarity;     // frequency step between octaves
+    double frequency;      // of the first octave
+    rgbscalar basic_color; // low ground
+    rgbscalar strip_color; // high ground
+    rgbscalar sblend;      // source weight
+    rgbscalar tblend;      // texture weight
+};
+
+// "rand" of the common parameters, in this order: vscale [1, 4], vplus
+// [0, 100], octaves [5, 9], increment [low_h, high_h], lacunarity [1.8, 2.5],
+// frequency [0.6, 1.6], basic_color (each channel [0, 0.45]), strip_color
+// (each channel [0.55, 1]), tblend grey [0.6, 1] and sblend 1 - tblend.
+void draw(common &c, double low_h, double high_h);
+
+// The noise lane of the displacement (above the octaves' lanes).
+inline constexpr int displacement_lane = max_octaves;
+
+// The point moved along x by `amount` times a noise of the point: the
+// terrain's features twist and fold while the rows stay rows (the
+// displacement never moves a point out of its row, which keeps the octaves'
+// row caches useful).
+inline point displaced(noise_field &noise, const point &p, double amount) {
+    if (amount == 0.0)
+        return p;
+    return {p.x + amount * noise(displacement_lane, p), p.y, p.z};
+}
+
+// Renders `height(noise, point, octaves) -> t` through the ramp (t clamped
+// to 0..1).
+template <class Height> void *render(bitmapfx_driver *driver, const common &c, Height &&height) {
+    const octave_table table =
+        make_octaves(driver->name, c.octaves, c.increment, c.lacunarity, c.frequency);
+    const colour low = rgb(c.basic_color), high = rgb(c.strip_color);
+    return protex::render(driver, placed(c.vscale, c.vplus), blend(c.sblend, c.tblend),
+                          [&](noise_field &noise, const point &p) {
+                              return mix(low, high, height(noise, p, table));
+                          });
+}
+
+} // namespace protex::terrain
+
+// The parameter rows of the common parameters, in the catalogue's order
+// around each terrain's own rows.
+#define PROTEX_TERRAIN_SPACE_ROWS(c)                                                               \
+    bitmapfx_param("vscale", "noise units across the picture", c.vscale),                          \
+        bitmapfx_param("vplus", "offset of the picture in noise space", c.vplus)
+#define PROTEX_TERRAIN_OCTAVE_ROWS(c)                                                              \
+    bitmapfx_param("octaves", "number of octaves", c.octaves),                                     \
+        bitmapfx_param("increment", "fractal increment (H)", c.increment),                         \
+        bitmapfx_param("lacunarity", "frequency gap between octaves", c.lacunarity),               \
+        bitmapfx_param("frequency", "frequency of the first octave", c.frequency)
+#define PROTEX_TERRAIN_COLOR_ROWS(c)                                                               \
+    bitmapfx_param("basic_color", "low ground color", c.basic_color),                              \
+        bitmapfx_param("strip_color", "high ground color", c.strip_color),                         \
+        bitmapfx_param("sblend", "source blending color percentage", c.sblend),                    \
+        bitmapfx_param("tblend", "target blending color percentage", c.tblend)
