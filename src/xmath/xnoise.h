@@ -84,6 +84,13 @@ class xnoise_row {
         return left + fx * fx * fx * (fx * (fx * 6.0f - 15.0f) + 10.0f) * (right - left);
     }
 
+    // out[i] = the noise at (x0 + i * dx, y, z) for i < count: a line of
+    // points, as a picture row gives, at a few operations a point.  The
+    // values agree with xnoise as operator()'s do (the same cells, with the
+    // offsets into them worked out along the line), though not always to the
+    // last bit of operator()'s.
+    void sweep(double x0, double dx, int count, double y, double z, float *out);
+
   private:
     // The folded lattice columns at both ends of one cell.
     struct cell {

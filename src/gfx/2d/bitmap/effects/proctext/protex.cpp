@@ -42,7 +42,7 @@ octave_table make_octaves(const char *driver, int octaves, double increment, dou
             break;
         }
         table.frequency[i] = f;
-        table.weight[i] = w;
+        table.weight[i] = static_cast<float>(w);
         table.weight_sum += std::fabs(w);
         table.count = i + 1;
         squares += w * w;
@@ -52,28 +52,69 @@ octave_table make_octaves(const char *driver, int octaves, double increment, dou
     return table;
 }
 
-float fbm(noise_field &noise, int lane, const octave_table &table, const point &p) {
-    // The octaves first, the sum after: a running sum would chain every
-    // octave to the one before through memory (the rare fold call keeps it
-    // out of a register).
-    float octave[max_octaves];
-    for (int i = 0; i < table.count; ++i)
-        octave[i] = noise(lane + i, scaled(p, table.frequency[i]));
+noise_field::noise_field(int lanes) : lanes_(static_cast<std::size_t>(std::max(lanes, 0))) {}
+
+int noise_field::field(const affine &where) {
+    fields_.push_back(where);
+    return static_cast<int>(fields_.size()) - 1;
+}
+
+void noise_field::begin(int width, double x0, double step) {
+    width_ = static_cast<std::size_t>(std::max(width, 0));
+    x0_ = x0;
+    step_ = step;
+    rows_ = std::vector<xnoise_row>(fields_.size());
+    values_.assign(fields_.size() * width_, 0.0f);
+}
+
+void noise_field::row(double y, double z) {
+    y_ = y;
+    z_ = z;
+    for (std::size_t field = 0; field < fields_.size(); ++field)
+        fill(static_cast<int>(field));
+}
+
+void noise_field::fill(int field) {
+    // The row's points x0 + x * step, mapped by the field's affine: a line.
+    const affine &a = fields_[field];
+    rows_[field].sweep(x0_ * a.sx + a.ox, step_ * a.sx, static_cast<int>(width_), y_ * a.sy + a.oy,
+                       z_ * a.sz + a.oz, values_.data() + static_cast<std::size_t>(field) * width_);
+}
+
+int octave_fields(noise_field &noise, const octave_table &table, const affine &base) {
+    int first = -1;
+    for (int i = 0; i < table.count; ++i) {
+        const int f = noise.field(scale(base, table.frequency[i]));
+        if (i == 0)
+            first = f;
+    }
+    return first;
+}
+
+float fbm(noise_field &noise, int first, const octave_table &table, const sample &s) {
     float sum = 0.0f;
     for (int i = 0; i < table.count; ++i)
-        sum += static_cast<float>(table.weight[i]) * octave[i];
+        sum += table.weight[i] * noise(first + i, s);
     return sum;
 }
 
-float turbulence(noise_field &noise, int lane, int octaves, const point &p) {
-    octaves = std::min(octaves, max_octaves);
-    float sum = 0.0f, weight = 1.0f;
+int turbulence_fields(noise_field &noise, int octaves, const affine &base) {
+    octaves = std::clamp(octaves, 0, max_octaves);
+    int first = -1;
     double frequency = 1.0;
-    for (int i = 0; i < octaves; ++i) {
-        sum += weight * std::fabs(noise(lane + i, scaled(p, frequency)));
-        frequency *= 2.0;
-        weight *= 0.5f;
+    for (int i = 0; i < octaves; ++i, frequency *= 2.0) {
+        const int f = noise.field(scale(base, frequency));
+        if (i == 0)
+            first = f;
     }
+    return first;
+}
+
+float turbulence(noise_field &noise, int first, int octaves, const sample &s) {
+    octaves = std::clamp(octaves, 0, max_octaves);
+    float sum = 0.0f, weight = 1.0f;
+    for (int i = 0; i < octaves; ++i, weight *= 0.5f)
+        sum += weight * std::fabs(noise(first + i, s));
     return sum;
 }
 

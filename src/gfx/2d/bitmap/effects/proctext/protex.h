@@ -40,6 +40,7 @@
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace protex {
 
@@ -115,21 +116,73 @@ inline point scaled(const point &p, double factor) {
     return {p.x * factor, p.y * factor, p.z * factor};
 }
 
-// The noise at a point, through one row cache per `lane`.  A shader gives
-// each of its noise look-ups (each octave of a sum, each extra field) a lane
-// of its own, so that their rows do not evict each other.
+// A pixel to shade: its point in noise space and its column in the row.
+struct sample {
+    point p;
+    int column;
+};
+
+// Where a noise field reads the noise: at
+// (p.x * sx + ox, p.y * sy + oy, p.z * sz + oz) for the pixel's point p.
+struct affine {
+    double sx, sy, sz, ox, oy, oz;
+};
+inline constexpr affine identity = {1.0, 1.0, 1.0, 0.0, 0.0, 0.0};
+inline constexpr affine scale(double f) {
+    return {f, f, f, 0.0, 0.0, 0.0};
+}
+inline constexpr affine scale(double fx, double fy, double fz) {
+    return {fx, fy, fz, 0.0, 0.0, 0.0};
+}
+// `a` followed by a scaling by f.
+inline constexpr affine scale(const affine &a, double f) {
+    return {a.sx * f, a.sy * f, a.sz * f, a.ox * f, a.oy * f, a.oz * f};
+}
+inline constexpr affine moved(const affine &a, double dx, double dy, double dz) {
+    return {a.sx, a.sy, a.sz, a.ox + dx, a.oy + dy, a.oz + dz};
+}
+inline point apply(const affine &a, const point &p) {
+    return {p.x * a.sx + a.ox, p.y * a.sy + a.oy, p.z * a.sz + a.oz};
+}
+
+// The noise a shader reads, in two ways:
+// - fields, declared before the picture is rendered: the noise at an affine
+//   image of the pixel's point.  Every field is worked out over a whole row
+//   before the row is shaded (xnoise_row::sweep), so a pixel costs one read;
+// - `at`, the noise at any point, for points moved by other noise: through
+//   one of `lanes` row caches, which stay cheap while the points a lane is
+//   asked for keep their y and z.
+// Both give the value of xnoise at the point (within float rounding), the
+// same bits whichever way and in whatever order they are asked; the stores
+// behind them are caches only.
 class noise_field {
   public:
-    static constexpr int lanes = 64;
+    explicit noise_field(int lanes = 0);
 
-    noise_field() : rows_(std::make_unique<xnoise_row[]>(lanes)) {}
+    // Declares a field and returns its number.
+    int field(const affine &where);
 
-    // xnoise at the point (within float rounding), -1..1.
-    float operator()(int lane, const point &p) { return rows_[lane](p.x, p.y, p.z); }
-    float operator()(int lane, double x, double y, double z) { return rows_[lane](x, y, z); }
+    // A field at a pixel of the current row.
+    float operator()(int field, const sample &s) const {
+        return values_[static_cast<std::size_t>(field) * width_ + s.column];
+    }
+    float at(int lane, const point &q) { return lanes_[lane](q.x, q.y, q.z); }
+    float at(int lane, double x, double y, double z) { return lanes_[lane](x, y, z); }
+
+    // The renderer's: the picture's row geometry, then each row in turn,
+    // which works out every field over the row.
+    void begin(int width, double x0, double step);
+    void row(double y, double z);
 
   private:
-    std::unique_ptr<xnoise_row[]> rows_;
+    void fill(int field);
+
+    std::vector<affine> fields_;
+    std::vector<xnoise_row> rows_;  // one per field
+    std::vector<xnoise_row> lanes_; // for `at`
+    std::vector<float> values_;     // width_ per field
+    std::size_t width_ = 0;
+    double x0_ = 0.0, step_ = 0.0, y_ = 0.0, z_ = 0.0;
 };
 
 // Octaves of the fractal sums: frequency and weight of each.
@@ -138,9 +191,9 @@ inline constexpr int max_octaves = 24;
 struct octave_table {
     int count = 0;
     double frequency[max_octaves] = {};
-    double weight[max_octaves] = {}; // lacunarity ^ (-increment * octave)
-    double weight_sum = 0.0;         // of the |weight|s
-    float weight_rms = 1.0f;         // root of the summed squared weights (1 when empty)
+    float weight[max_octaves] = {}; // lacunarity ^ (-increment * octave)
+    double weight_sum = 0.0;        // of the |weight|s
+    float weight_rms = 1.0f;        // root of the summed squared weights (1 when empty)
 };
 
 // Octave i has frequency `frequency` * `lacunarity`^i and weight
@@ -152,13 +205,19 @@ struct octave_table {
 octave_table make_octaves(const char *driver, int octaves, double increment, double lacunarity,
                           double frequency);
 
-// fBm: the sum of noise(p * frequency_i) * weight_i over the table, noise of
-// octave i through lane `lane` + i.
-float fbm(noise_field &noise, int lane, const octave_table &table, const point &p);
+// Fields for the octaves of a table: field first + i reads the noise at
+// `base` scaled by the octave's frequency.  Returns the first field.
+int octave_fields(noise_field &noise, const octave_table &table, const affine &base = identity);
 
-// Turbulence: the sum over `octaves` octaves (at most max_octaves) of
-// |noise(p * 2^i)| / 2^i, in 0..2; lanes `lane` .. `lane` + octaves - 1.
-float turbulence(noise_field &noise, int lane, int octaves, const point &p);
+// fBm: the sum of the octaves' noise times their weights.
+float fbm(noise_field &noise, int first, const octave_table &table, const sample &s);
+
+// Fields for turbulence: field first + i at `base` scaled by 2^i, for
+// `octaves` octaves (at most max_octaves).  Returns the first field.
+int turbulence_fields(noise_field &noise, int octaves, const affine &base = identity);
+
+// Turbulence: the sum over the octaves of |noise| / 2^i, in 0..2.
+float turbulence(noise_field &noise, int first, int octaves, const sample &s);
 
 // The octave count a parameter asks for, capped at max_octaves (with the
 // verbose message) and at least 0.
@@ -220,10 +279,12 @@ inline std::uint8_t to_byte(float v) {
 // The source picture at 24 or 32 bpp, or null (nothing to render).
 const bitmap *source_of(bitmapfx_driver *driver);
 
-// Renders `shade(noise, point) -> colour` over the driver's source picture
-// and stores the result as its target (the "fx" procedure's result).
+// Renders `shade(sample) -> colour` over the driver's source picture, with
+// the noise fields the shader declared in `noise`, and stores the result as
+// the driver's target (the "fx" procedure's result).
 template <class Shader>
-void *render(bitmapfx_driver *driver, const mapping &map, const blending &mix, Shader &&shade) {
+void *render(bitmapfx_driver *driver, const mapping &map, const blending &mix, noise_field &noise,
+             Shader &&shade) {
     const bitmap *source = source_of(driver);
     if (!source)
         return nullptr;
@@ -235,18 +296,18 @@ void *render(bitmapfx_driver *driver, const mapping &map, const blending &mix, S
     const double step = map.vscale / side;
     const double x0 = (0.5 - 0.5 * from.width) * step + map.vplus;
     const double y0 = (0.5 - 0.5 * from.height) * step + map.vplus;
-    const double z = map.z;
     const float tr = 255.0f * mix.target.r, tg = 255.0f * mix.target.g, tb = 255.0f * mix.target.b;
 
-    noise_field noise;
+    noise.begin(from.width, x0, step);
     progress_guard progress(driver->name, driver->comment);
     for (int y = 0; y < from.height; ++y) {
         progress.add(y, from.height);
         const double py = y0 + y * step;
+        noise.row(py, map.z);
         const std::uint8_t *in = from.row(y);
         std::uint8_t *out = to.row(y);
         for (int x = 0; x < from.width; ++x, in += from.channels, out += to.channels) {
-            const colour c = shade(noise, point{x0 + x * step, py, z});
+            const colour c = shade(sample{{x0 + x * step, py, map.z}, x});
             out[0] = to_byte(mix.source.r * in[0] + tr * c.r);
             out[1] = to_byte(mix.source.g * in[1] + tg * c.g);
             out[2] = to_byte(mix.source.b * in[2] + tb * c.b);

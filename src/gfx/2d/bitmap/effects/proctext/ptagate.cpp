@@ -22,15 +22,18 @@ void *run_effect(bitmapfx_driver *driver) {
     const protex::octave_table bend = protex::make_octaves(driver->name, 4, 0.7, 2.0, 0.7);
     const double bands = tscale, strength = nscale;
     const bool along_y = vertical != 0;
-    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend),
-                          [&](protex::noise_field &noise, const protex::point &p) {
-                              const double v = strength * protex::fbm(noise, 0, bend, p) +
-                                               0.25 * (along_y ? p.x : p.y);
+    protex::noise_field noise;
+    const int bent = protex::octave_fields(noise, bend);
+    const int depth = noise.field(protex::scale(0.5));
+    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend), noise,
+                          [&](const protex::sample &s) {
+                              const double v = strength * protex::fbm(noise, bent, bend, s) +
+                                               0.25 * (along_y ? s.p.x : s.p.y);
                               const float coarse = 0.5f + 0.5f * protex::wave(v * bands);
                               const float fine = 0.5f + 0.5f * protex::wave(v * bands * 3.7);
-                              const float depth = 0.6f + 0.4f * noise(8, protex::scaled(p, 0.5));
+                              const float layer = 0.6f + 0.4f * noise(depth, s);
                               const float t =
-                                  depth * (0.75f * coarse * coarse * coarse + 0.25f * fine);
+                                  layer * (0.75f * coarse * coarse * coarse + 0.25f * fine);
                               return protex::mix(light, dark, t);
                           });
 }

@@ -17,12 +17,13 @@ rgbscalar tblend = {0.85, 0.85, 0.85};      // grey, [0.6, 1]
 
 void *run_effect(bitmapfx_driver *driver) {
     const protex::colour stone = protex::rgb(basic_color), speck = protex::rgb(strip_color);
-    const double mottle = mfreq, specks = sfreq;
-    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend),
-                          [&](protex::noise_field &noise, const protex::point &p) {
-                              const float grain =
-                                  protex::turbulence(noise, 0, 3, protex::scaled(p, specks));
-                              const float shade = noise(8, protex::scaled(p, mottle));
+    protex::noise_field noise;
+    const int grains = protex::turbulence_fields(noise, 3, protex::scale(sfreq));
+    const int mottle = noise.field(protex::scale(mfreq));
+    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend), noise,
+                          [&](const protex::sample &s) {
+                              const float grain = protex::turbulence(noise, grains, 3, s);
+                              const float shade = noise(mottle, s);
                               // Dark crystals where the grain is strong, light ones where it is
                               // weakest; the mottle moves the threshold.
                               const float dark =

@@ -26,19 +26,16 @@ double offset = 0.7; // raises every octave's noise
 
 void *run_effect(bitmapfx_driver *driver) {
     const float lift = static_cast<float>(offset);
-    const double push = dnoise;
     return protex::terrain::render(
-        driver, settings,
-        [&](protex::noise_field &noise, const protex::point &p0, const protex::octave_table &o) {
+        driver, settings, dnoise,
+        [&](const protex::terrain::octaves_at &octave, const protex::octave_table &o) {
             if (o.count == 0)
                 return 0.0f;
-            const protex::point p = protex::terrain::displaced(noise, p0, push);
-            float result = noise(0, protex::scaled(p, o.frequency[0])) + lift;
+            float result = octave(0) + lift;
             float weight = result;
             for (int i = 1; i < o.count; ++i) {
                 weight = std::min(weight, 1.0f);
-                const float signal = (noise(i, protex::scaled(p, o.frequency[i])) + lift) *
-                                     static_cast<float>(o.weight[i]);
+                const float signal = (octave(i) + lift) * o.weight[i];
                 result += weight * signal;
                 weight *= signal;
             }

@@ -28,17 +28,14 @@ double offset = 0.6; // raises every octave's noise
 
 void *run_effect(bitmapfx_driver *driver) {
     const float scale = static_cast<float>(snoise), lift = static_cast<float>(offset);
-    const double push = dnoise;
     return protex::terrain::render(
-        driver, settings,
-        [&](protex::noise_field &noise, const protex::point &p0, const protex::octave_table &o) {
+        driver, settings, dnoise,
+        [&](const protex::terrain::octaves_at &octave, const protex::octave_table &o) {
             if (o.count == 0)
                 return 0.0f;
-            const protex::point p = protex::terrain::displaced(noise, p0, push);
-            float value = lift + noise(0, protex::scaled(p, o.frequency[0]));
+            float value = lift + octave(0);
             for (int i = 1; i < o.count; ++i)
-                value += (noise(i, protex::scaled(p, o.frequency[i])) + lift) *
-                         static_cast<float>(o.weight[i]) * value;
+                value += (octave(i) + lift) * o.weight[i] * value;
             return scale * value;
         });
 }

@@ -15,13 +15,16 @@ rgbscalar tblend = {0.85, 0.85, 0.85};      // grey, [0.6, 1]
 
 void *run_effect(bitmapfx_driver *driver) {
     const protex::colour coat = protex::rgb(basic_color), spot = protex::rgb(strip_color);
-    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend),
-                          [&](protex::noise_field &noise, const protex::point &p) {
+    protex::noise_field noise(1);
+    const int bend = noise.field(protex::scale(2.3));
+    const int broken = noise.field(protex::scale(9.0));
+    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend), noise,
+                          [&](const protex::sample &s) {
                               // Bend the blobs a little along x, and break their rims with fine
                               // noise.
-                              const double warp = 0.35 * noise(1, protex::scaled(p, 2.3));
-                              const float n = noise(0, p.x + warp, p.y, p.z);
-                              const float rim = 0.05f * noise(2, protex::scaled(p, 9.0));
+                              const double warp = 0.35 * noise(bend, s);
+                              const float n = noise.at(0, s.p.x + warp, s.p.y, s.p.z);
+                              const float rim = 0.05f * noise(broken, s);
                               const float ring = protex::smoothstep(0.16f, 0.2f, n + rim) *
                                                  (1.0f - protex::smoothstep(0.3f, 0.34f, n - rim));
                               const float inside = protex::smoothstep(0.3f, 0.34f, n);

@@ -24,15 +24,17 @@ void *run_effect(bitmapfx_driver *driver) {
     const int octaves = protex::octave_count(driver->name, turbulence_iter);
     const float bend = static_cast<float>(turbulence_mul);
     const float low = static_cast<float>(basic_trigger), high = static_cast<float>(strip_trigger);
-    return protex::render(driver, protex::scaled_only(vscale), protex::blend(tblend),
-                          [&](protex::noise_field &noise, const protex::point &p) {
-                              const float turb = protex::turbulence(noise, 0, octaves, p);
-                              const double phase = veins * (p.x + 0.6 * p.y) + bend * turb;
-                              // 1 on a vein's centre line, falling off to both sides.
-                              const float strength = 1.0f - std::fabs(protex::wave(0.5 * phase));
-                              return protex::mix(stone, vein,
-                                                 protex::smoothstep(low, high, strength));
-                          });
+    protex::noise_field noise;
+    const int turb = protex::turbulence_fields(noise, octaves);
+    return protex::render(
+        driver, protex::scaled_only(vscale), protex::blend(tblend), noise,
+        [&](const protex::sample &s) {
+            const double phase =
+                veins * (s.p.x + 0.6 * s.p.y) + bend * protex::turbulence(noise, turb, octaves, s);
+            // 1 on a vein's centre line, falling off to both sides.
+            const float strength = 1.0f - std::fabs(protex::wave(0.5 * phase));
+            return protex::mix(stone, vein, protex::smoothstep(low, high, strength));
+        });
 }
 
 void *run_rand(bitmapfx_driver *) {

@@ -25,15 +25,16 @@ void *run_effect(bitmapfx_driver *driver) {
         ramp[i] = protex::rgb(arg[i]);
     const protex::octave_table octaves =
         protex::make_octaves(driver->name, ramp_octaves, 0.9, 2.0, 1.0);
-    return protex::render(driver, protex::placed(vscale, vplus), protex::opaque,
-                          [&](protex::noise_field &noise, const protex::point &p) {
-                              const float t =
-                                  protex::unit(0.5f + 1.9f * protex::fbm(noise, 0, octaves, p) /
-                                                          octaves.weight_rms);
-                              const float at = t * 10.0f;
-                              const int i = std::min(static_cast<int>(at), 9);
-                              return protex::mix(ramp[i], ramp[i + 1], at - static_cast<float>(i));
-                          });
+    protex::noise_field noise;
+    const int first = protex::octave_fields(noise, octaves);
+    return protex::render(
+        driver, protex::placed(vscale, vplus), protex::opaque, noise, [&](const protex::sample &s) {
+            const float t = protex::unit(0.5f + 1.9f * protex::fbm(noise, first, octaves, s) /
+                                                    octaves.weight_rms);
+            const float at = t * 10.0f;
+            const int i = std::min(static_cast<int>(at), 9);
+            return protex::mix(ramp[i], ramp[i + 1], at - static_cast<float>(i));
+        });
 }
 
 void *run_rand(bitmapfx_driver *) {

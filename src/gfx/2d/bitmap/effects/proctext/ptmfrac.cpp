@@ -29,12 +29,11 @@ void *run_effect(bitmapfx_driver *driver) {
     const float scale = static_cast<float>(snoise), strength = static_cast<float>(mnoise),
                 centre = static_cast<float>(offset);
     return protex::terrain::render(
-        driver, settings,
-        [&](protex::noise_field &noise, const protex::point &p, const protex::octave_table &o) {
+        driver, settings, 0.0,
+        [&](const protex::terrain::octaves_at &octave, const protex::octave_table &o) {
             float value = 1.0f;
             for (int i = 0; i < o.count; ++i)
-                value *= centre + strength * static_cast<float>(o.weight[i]) *
-                                      noise(i, protex::scaled(p, o.frequency[i]));
+                value *= centre + strength * o.weight[i] * octave(i);
             return scale * value;
         });
 }

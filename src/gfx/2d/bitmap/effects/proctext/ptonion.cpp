@@ -21,11 +21,12 @@ constexpr double rings = 2.0; // per noise unit of radius
 void *run_effect(bitmapfx_driver *driver) {
     const protex::colour back = protex::rgb(basic_color), line = protex::rgb(strip_color);
     const bool inverted = inverse != 0;
-    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend),
-                          [&](protex::noise_field &noise, const protex::point &p) {
-                              const double radius = std::sqrt(p.x * p.x + p.y * p.y);
-                              const float wobble = 0.25f * noise(0, protex::scaled(p, 0.8)) +
-                                                   0.06f * noise(1, protex::scaled(p, 4.0));
+    protex::noise_field noise;
+    const int slow = noise.field(protex::scale(0.8)), quick = noise.field(protex::scale(4.0));
+    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend), noise,
+                          [&](const protex::sample &s) {
+                              const double radius = std::sqrt(s.p.x * s.p.x + s.p.y * s.p.y);
+                              const float wobble = 0.25f * noise(slow, s) + 0.06f * noise(quick, s);
                               const float ring = protex::fraction(radius * rings + wobble);
                               // 1 at a ring's line, 0 between lines, soft at the line's edges.
                               const float at_line =

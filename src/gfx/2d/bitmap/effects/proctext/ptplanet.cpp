@@ -29,10 +29,15 @@ void *run_effect(bitmapfx_driver *driver) {
     const bool clouds = csize > 0.0;
     const protex::octave_table sky =
         protex::make_octaves(driver->name, clouds ? cloud_octaves : 0, 0.6, 2.0, 0.5 / csize);
+    protex::noise_field noise;
+    const int ground_fields = protex::octave_fields(noise, relief);
+    // The clouds read the noise far from the ground's.
+    const int sky_fields =
+        protex::octave_fields(noise, sky, protex::moved(protex::identity, 0.0, 0.0, 40.0));
     return protex::render(
-        driver, protex::scaled_only(vscale), protex::blend(sblend, tblend),
-        [&](protex::noise_field &noise, const protex::point &p) {
-            const float h = protex::fbm(noise, 0, relief, p) * 1.6f;
+        driver, protex::scaled_only(vscale), protex::blend(sblend, tblend), noise,
+        [&](const protex::sample &s) {
+            const float h = protex::fbm(noise, ground_fields, relief, s) * 1.6f;
             protex::colour ground;
             if (h < 0.0f) {
                 ground = protex::scaled(sea, 1.0f + 0.8f * std::max(h, -1.0f));
@@ -45,8 +50,7 @@ void *run_effect(bitmapfx_driver *driver) {
             }
             if (!clouds)
                 return ground;
-            const protex::point q{p.x, p.y, p.z + 40.0};
-            const float c = protex::fbm(noise, height_octaves, sky, q);
+            const float c = protex::fbm(noise, sky_fields, sky, s);
             return protex::mix(ground, cloud, protex::smoothstep(0.05f, 0.45f, c) * 0.92f);
         });
 }

@@ -29,21 +29,19 @@ double offset = 1.0; // the ridges' height
 
 void *run_effect(bitmapfx_driver *driver) {
     const float feed = static_cast<float>(gain), top = static_cast<float>(offset);
-    const double push = dnoise;
     return protex::terrain::render(
-        driver, settings,
-        [&](protex::noise_field &noise, const protex::point &p0, const protex::octave_table &o) {
+        driver, settings, dnoise,
+        [&](const protex::terrain::octaves_at &octave, const protex::octave_table &o) {
             if (o.count == 0)
                 return 0.0f;
-            const protex::point p = protex::terrain::displaced(noise, p0, push);
-            float signal = top - std::fabs(noise(0, protex::scaled(p, o.frequency[0])));
+            float signal = top - std::fabs(octave(0));
             signal *= signal;
             float result = signal;
             for (int i = 1; i < o.count; ++i) {
                 const float weight = protex::unit(signal * feed);
-                signal = top - std::fabs(noise(i, protex::scaled(p, o.frequency[i])));
+                signal = top - std::fabs(octave(i));
                 signal *= signal * weight;
-                result += signal * static_cast<float>(o.weight[i]);
+                result += signal * o.weight[i];
             }
             return result * 0.7f - 0.2f;
         });

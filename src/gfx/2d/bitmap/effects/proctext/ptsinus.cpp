@@ -15,12 +15,13 @@ rgbscalar tblend = {0.75, 0.75, 0.75};      // grey, [0.6, 1]
 
 void *run_effect(bitmapfx_driver *driver) {
     const protex::colour trough = protex::rgb(basic_color), crest = protex::rgb(strip_color);
-    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend),
-                          [&](protex::noise_field &noise, const protex::point &p) {
-                              const protex::point slow = protex::scaled(p, 0.35);
-                              const float nx = 0.8f * noise(0, slow),
-                                          ny = 0.8f * noise(1, slow.x, slow.y, slow.z + 9.0);
-                              const float wave = protex::wave(p.x + nx) * protex::wave(p.y + ny);
+    protex::noise_field noise;
+    const int across = noise.field(protex::scale(0.35));
+    const int down = noise.field(protex::moved(protex::scale(0.35), 0.0, 0.0, 9.0));
+    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend), noise,
+                          [&](const protex::sample &s) {
+                              const float wave = protex::wave(s.p.x + 0.8f * noise(across, s)) *
+                                                 protex::wave(s.p.y + 0.8f * noise(down, s));
                               return protex::mix(trough, crest, 0.5f + 0.5f * wave);
                           });
 }

@@ -20,10 +20,11 @@ rgbscalar tblend = {0.85, 0.85, 0.85};
 void *run_effect(bitmapfx_driver *driver) {
     const protex::wood::settings wood = {
         false, true, svec, mvec, board, protex::rgb(basic_color), protex::rgb(strip_color)};
-    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend),
-                          [&](protex::noise_field &noise, const protex::point &p) {
-                              return protex::wood::shade(noise, p, wood);
-                          });
+    protex::noise_field noise;
+    const protex::wood::fields fields = protex::wood::declare(noise, wood);
+    return protex::render(
+        driver, protex::scaled_only(vscale), protex::blend(sblend, tblend), noise,
+        [&](const protex::sample &s) { return protex::wood::shade(noise, fields, s, wood); });
 }
 
 void *run_rand(bitmapfx_driver *) {

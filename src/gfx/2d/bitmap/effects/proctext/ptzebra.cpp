@@ -17,19 +17,18 @@ rgbscalar tblend = {0.75, 0.75, 0.75};      // grey, [0.6, 1]
 constexpr double stripes = 2.2;
 constexpr float bend = 1.6f;
 
-protex::colour shade(protex::noise_field &noise, const protex::point &p,
-                     const protex::colour &light, const protex::colour &dark) {
-    const float warp = protex::turbulence(noise, 0, 4, p) + 0.4f * noise(8, p);
-    const float wave = protex::wave(p.x * stripes + bend * warp);
-    return protex::mix(light, dark, protex::smoothstep(-0.12f, 0.12f, wave));
-}
-
 void *run_effect(bitmapfx_driver *driver) {
     const protex::colour light = protex::rgb(basic_color), dark = protex::rgb(strip_color);
-    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend),
-                          [&](protex::noise_field &noise, const protex::point &p) {
-                              return shade(noise, p, light, dark);
-                          });
+    protex::noise_field noise;
+    const int bent = protex::turbulence_fields(noise, 4);
+    const int drift = noise.field(protex::identity);
+    return protex::render(
+        driver, protex::scaled_only(vscale), protex::blend(sblend, tblend), noise,
+        [&](const protex::sample &s) {
+            const float warp = protex::turbulence(noise, bent, 4, s) + 0.4f * noise(drift, s);
+            const float wave = protex::wave(s.p.x * stripes + bend * warp);
+            return protex::mix(light, dark, protex::smoothstep(-0.12f, 0.12f, wave));
+        });
 }
 
 void *run_rand(bitmapfx_driver *) {

@@ -32,29 +32,48 @@ struct common {
 // (each channel [0.55, 1]), tblend grey [0.6, 1] and sblend 1 - tblend.
 void draw(common &c, double low_h, double high_h);
 
-// The noise lane of the displacement (above the octaves' lanes).
-inline constexpr int displacement_lane = max_octaves;
+// The noise of each octave at one pixel.  With a displacement the pixel's
+// point is first pushed along x by `dnoise` times a noise of the point: the
+// terrain's features twist and fold while every point stays in its row,
+// which keeps the octaves' row caches useful.
+class octaves_at {
+  public:
+    octaves_at(noise_field &noise, int first, const octave_table &table, const sample &s,
+               double shift)
+        : noise_(noise), first_(first), table_(table), s_(s), shift_(shift) {}
 
-// The point moved along x by `amount` times a noise of the point: the
-// terrain's features twist and fold while the rows stay rows (the
-// displacement never moves a point out of its row, which keeps the octaves'
-// row caches useful).
-inline point displaced(noise_field &noise, const point &p, double amount) {
-    if (amount == 0.0)
-        return p;
-    return {p.x + amount * noise(displacement_lane, p), p.y, p.z};
-}
+    float operator()(int i) const {
+        if (shift_ == 0.0)
+            return noise_(first_ + i, s_);
+        const double f = table_.frequency[i];
+        return noise_.at(i, (s_.p.x + shift_) * f, s_.p.y * f, s_.p.z * f);
+    }
 
-// Renders `height(noise, point, octaves) -> t` through the ramp (t clamped
-// to 0..1).
-template <class Height> void *render(bitmapfx_driver *driver, const common &c, Height &&height) {
+  private:
+    noise_field &noise_;
+    int first_;
+    const octave_table &table_;
+    const sample &s_;
+    double shift_;
+};
+
+// Renders `height(octave, table) -> t` through the ramp (t clamped to 0..1);
+// `dnoise` is the displacement (0: none).
+template <class Height>
+void *render(bitmapfx_driver *driver, const common &c, double dnoise, Height &&height) {
     const octave_table table =
         make_octaves(driver->name, c.octaves, c.increment, c.lacunarity, c.frequency);
     const colour low = rgb(c.basic_color), high = rgb(c.strip_color);
-    return protex::render(driver, placed(c.vscale, c.vplus), blend(c.sblend, c.tblend),
-                          [&](noise_field &noise, const point &p) {
-                              return mix(low, high, height(noise, p, table));
-                          });
+    const bool displaced = dnoise != 0.0;
+    noise_field noise(displaced ? table.count : 0);
+    const int first = octave_fields(noise, table);
+    const int displacement = displaced ? noise.field(identity) : -1;
+    return protex::render(
+        driver, placed(c.vscale, c.vplus), blend(c.sblend, c.tblend), noise, [&](const sample &s) {
+            const double shift = displaced ? dnoise * noise(displacement, s) : 0.0;
+            const octaves_at octave(noise, first, table, s, shift);
+            return mix(low, high, height(octave, table));
+        });
 }
 
 } // namespace protex::terrain

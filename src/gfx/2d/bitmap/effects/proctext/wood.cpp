@@ -32,10 +32,29 @@ std::int64_t whole(double v) {
 }
 
 constexpr double board_length = 5.0; // in board widths
+constexpr int turbulent_octaves = 5;
+
+// Wander reads a slow noise stretched along the grain (the picture's x stays
+// in the noise's x slot, so that rows stay rows).
+affine stretched(const settings &wood) {
+    const double along = 0.8, across = 3.0;
+    return wood.vertical ? scale(across, along, 1.0) : scale(along, across, 1.0);
+}
 
 } // namespace
 
-colour shade(noise_field &noise, const point &p, const settings &wood) {
+fields declare(noise_field &noise, const settings &wood) {
+    fields f;
+    f.wander = wood.turbulent
+                   ? turbulence_fields(noise, turbulent_octaves, scale(stretched(wood), 0.7))
+                   : noise.field(stretched(wood));
+    f.fibre = noise.field(
+        moved(wood.vertical ? scale(60.0, 2.0, 1.0) : scale(2.0, 60.0, 1.0), 0.0, 0.0, 17.0));
+    return f;
+}
+
+colour shade(noise_field &noise, const fields &f, const sample &s, const settings &wood) {
+    const point &p = s.p;
     const double along = wood.vertical ? p.y : p.x;
     const double across = wood.vertical ? p.x : p.y;
 
@@ -66,24 +85,17 @@ colour shade(noise_field &noise, const point &p, const settings &wood) {
     const double off = across - axis;
     double radius = std::sqrt(off * off + depth * depth);
 
-    // Wander: slow noise, stretched along the grain (the picture's x stays in
-    // the noise's x slot, so that rows stay cheap).
-    const double sa = 0.8, sc = 3.0;
-    const point stretched =
-        wood.vertical ? point{p.x * sc, p.y * sa, p.z} : point{p.x * sa, p.y * sc, p.z};
     const double wander = 0.6 * wood.svec.g;
     if (wood.turbulent)
-        radius += 2.0 * wander * turbulence(noise, 0, 5, scaled(stretched, 0.7));
+        radius += 2.0 * wander * turbulence(noise, f.wander, turbulent_octaves, s);
     else
-        radius += wander * noise(8, stretched);
+        radius += wander * noise(f.wander, s);
 
     const double density = 3.0 + 30.0 * wood.svec.r;
     const float ring = fraction(radius * density + static_cast<double>(h_axis) * 13.0);
     // Early wood light and wide, late wood darkening towards the ring's end.
     float t = ring * ring * ring;
-    const point fibre = wood.vertical ? point{p.x * 60.0, p.y * 2.0, p.z + 17.0}
-                                      : point{p.x * 2.0, p.y * 60.0, p.z + 17.0};
-    t += static_cast<float>(wood.svec.b) * 0.35f * noise(9, fibre);
+    t += static_cast<float>(wood.svec.b) * 0.35f * noise(f.fibre, s);
 
     colour c = mix(wood.light, wood.dark, t);
     c = scaled(c, 1.0f + 0.25f * h_tone);

@@ -30,7 +30,14 @@ struct settings {
     colour light, dark; // early wood, late wood
 };
 
-colour shade(noise_field &noise, const point &p, const settings &wood);
+// The noise fields the wood reads; declare before rendering.
+struct fields {
+    int wander; // turbulence octaves for turbulent wood
+    int fibre;
+};
+fields declare(noise_field &noise, const settings &wood);
+
+colour shade(noise_field &noise, const fields &f, const sample &s, const settings &wood);
 
 // The "rand" of every wood, in this order: vscale [1, 4], svec each channel
 // [0.05, 0.8], mvec r [0.2, 0.8], g [0, 0.8], b [0.3, 0.7], board 0 or
