@@ -6,6 +6,7 @@
 #include "bitmapfx_test_util.h"
 
 #include "gfx/2d/bitmap/effects/proctext/protex.h"
+#include "gfx/2d/bitmap/effects/proctext/terrain.h"
 #include "support/capture.h"
 #include "xmath/xnoise.h"
 
@@ -206,7 +207,7 @@ TEST(ProtexDegenerate, ZeroScaleGivesOneColour) {
     }
 }
 
-TEST(ProtexFbm, OneOctaveIsTheNoiseScaledIntoTheRamp) {
+TEST(ProtexFbm, OneOctaveIsTheNoiseThroughTheRamp) {
     fxtest::register_library_effects();
     fxtest::quiet_progress quiet;
     bitmapfx_driver *fbm = bitmapfx_find_driver("protex.fbm");
@@ -238,7 +239,10 @@ TEST(ProtexFbm, OneOctaveIsTheNoiseScaledIntoTheRamp) {
             const double pz = (vplus + protex::slice) * frequency;
             const float n =
                 xnoise(static_cast<float>(px), static_cast<float>(py), static_cast<float>(pz));
-            const int want = static_cast<int>(std::lround(255.0 * (0.5 + 0.5 * n)));
+            // Black to white through the relief ramp (with its contour lines).
+            const protex::colour grey =
+                protex::terrain::relief({0, 0, 0}, {1, 1, 1}, 0.5f + 0.5f * n);
+            const int want = static_cast<int>(std::lround(255.0 * grey.r));
             const std::uint8_t *pixel = bitmap_boffset(target.get(), x, y);
             for (int c = 0; c < 3; ++c)
                 ASSERT_LE(std::abs(pixel[c] - want), 1) << x << "," << y;

@@ -184,6 +184,15 @@ rgbscalar draw_colour(const rgbscalar &low, const rgbscalar &high) {
     return c;
 }
 
+rgbscalar draw_tint(double r_low, double r_high, double g_low, double g_high, double b_low,
+                    double b_high) {
+    rgbscalar c;
+    c.r = draw(r_low, r_high);
+    c.g = printable(c.r * draw(g_low, g_high));
+    c.b = printable(c.g * draw(b_low, b_high));
+    return c;
+}
+
 rgbscalar draw_grey(double low, double high) {
     const double w = draw(low, high);
     return {w, w, w};

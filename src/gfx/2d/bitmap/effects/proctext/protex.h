@@ -230,6 +230,11 @@ double draw(double low, double high);
 std::int32_t draw_int(std::int32_t low, std::int32_t high);
 // Each channel uniform in [low, high] of that channel, rounded as `draw`.
 rgbscalar draw_colour(const rgbscalar &low, const rgbscalar &high);
+// A colour of one hue family: red uniform in [r_low, r_high], green that
+// red times [g_low, g_high], blue that green times [b_low, b_high], each
+// rounded as `draw` (so woods stay brown and coats tawny).
+rgbscalar draw_tint(double r_low, double r_high, double g_low, double g_high, double b_low,
+                    double b_high);
 // The same value w, uniform in [low, high] and rounded, in all three channels.
 rgbscalar draw_grey(double low, double high);
 // A grey blend weight w in [low, high] for the texture, 1 - w for the source.

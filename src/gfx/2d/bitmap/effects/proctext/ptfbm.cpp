@@ -8,7 +8,8 @@
 namespace {
 
 // Defaults; "rand" draws the common parameters as terrain.h notes (H in
-// [0.5, 1.2]), then snoise [0.8, 2], dnoise 0 or [0.1, 1] (one in two).
+// [0.5, 1.2]), then snoise [0.6, 1.4], dnoise 0 or [0.05, 0.35] (one in
+// two).
 protex::terrain::common settings = {
     .vscale = 2.0,
     .vplus = 0.0,
@@ -21,7 +22,7 @@ protex::terrain::common settings = {
     .sblend = {0.2, 0.2, 0.2},
     .tblend = {0.8, 0.8, 0.8},
 };
-double snoise = 1.2; // contrast: the height's spread in the ramp
+double snoise = 0.9; // contrast: the height's spread in the ramp
 double dnoise = 0.0; // how far a noise pushes the points along x first
 
 void *run_effect(bitmapfx_driver *driver) {
@@ -41,8 +42,8 @@ void *run_effect(bitmapfx_driver *driver) {
 
 void *run_rand(bitmapfx_driver *) {
     protex::terrain::draw(settings, 0.5, 1.2);
-    snoise = protex::draw(0.8, 2.0);
-    dnoise = xrand_bool() ? protex::draw(0.1, 1.0) : 0.0;
+    snoise = protex::draw(0.6, 1.4);
+    dnoise = xrand_bool() ? protex::draw(0.05, 0.35) : 0.0;
     return nullptr;
 }
 

@@ -9,7 +9,7 @@ namespace {
 // Defaults; "rand" draws within the ranges noted.
 double vscale = 2.0;                        // [1, 4] noise units across the picture
 double mfreq = 1.5;                         // [0.5, 3] mottle frequency, per noise unit
-double sfreq = 40.0;                        // [20, 60] speck frequency, per noise unit
+double sfreq = 18.0;                        // [10, 30] speck frequency, per noise unit
 rgbscalar basic_color = {0.80, 0.74, 0.72}; // stone: each channel [0.5, 1]
 rgbscalar strip_color = {0.10, 0.09, 0.11}; // specks: each channel [0, 0.35]
 rgbscalar sblend = {0.15, 0.15, 0.15};      // 1 - tblend
@@ -38,7 +38,7 @@ void *run_effect(bitmapfx_driver *driver) {
 void *run_rand(bitmapfx_driver *) {
     vscale = protex::draw(1.0, 4.0);
     mfreq = protex::draw(0.5, 3.0);
-    sfreq = protex::draw(20.0, 60.0);
+    sfreq = protex::draw(10.0, 30.0);
     basic_color = protex::draw_colour({0.5, 0.5, 0.5}, {1.0, 1.0, 1.0});
     strip_color = protex::draw_colour({0.0, 0.0, 0.0}, {0.35, 0.35, 0.35});
     protex::draw_blend(sblend, tblend, 0.6, 1.0);

@@ -8,10 +8,11 @@
 namespace {
 
 // Defaults; "rand" draws the common parameters as terrain.h notes (H in
-// [0.15, 0.5]), then dnoise 0 or [0.1, 1] (one in two), offset [0.6, 0.9].
+// [0.15, 0.5]), then dnoise 0 or [0.05, 0.35] (one in
+// two), offset [0.6, 0.9].
 protex::terrain::common settings = {
     .vscale = 2.0,
-    .vplus = 0.0,
+    .vplus = 23.25,
     .octaves = 8,
     .increment = 0.25,
     .lacunarity = 2.0,
@@ -39,13 +40,13 @@ void *run_effect(bitmapfx_driver *driver) {
                 result += weight * signal;
                 weight *= signal;
             }
-            return result / (1.5f * lift + 0.6f) - 0.15f;
+            return result / (2.5f * lift + 1.0f) - 0.05f;
         });
 }
 
 void *run_rand(bitmapfx_driver *) {
     protex::terrain::draw(settings, 0.15, 0.5);
-    dnoise = xrand_bool() ? protex::draw(0.1, 1.0) : 0.0;
+    dnoise = xrand_bool() ? protex::draw(0.05, 0.35) : 0.0;
     offset = protex::draw(0.6, 0.9);
     return nullptr;
 }

@@ -8,11 +8,12 @@
 namespace {
 
 // Defaults; "rand" draws the common parameters as terrain.h notes (H in
-// [0.5, 1.2]), then snoise [0.5, 1], dnoise 0 or [0.1, 1] (one in two),
+// [0.5, 1.2]), then snoise [0.3, 0.6], dnoise 0 or [0.05, 0.35] (one in
+// two),
 // offset [0.4, 0.9].
 protex::terrain::common settings = {
     .vscale = 2.0,
-    .vplus = 0.0,
+    .vplus = 37.75,
     .octaves = 8,
     .increment = 1.0,
     .lacunarity = 2.0,
@@ -22,9 +23,9 @@ protex::terrain::common settings = {
     .sblend = {0.2, 0.2, 0.2},
     .tblend = {0.8, 0.8, 0.8},
 };
-double snoise = 0.7; // scale of the height in the ramp
-double dnoise = 0.0; // how far a noise pushes the points along x first
-double offset = 0.6; // raises every octave's noise
+double snoise = 0.45; // scale of the height in the ramp
+double dnoise = 0.0;  // how far a noise pushes the points along x first
+double offset = 0.6;  // raises every octave's noise
 
 void *run_effect(bitmapfx_driver *driver) {
     const float scale = static_cast<float>(snoise), lift = static_cast<float>(offset);
@@ -42,8 +43,8 @@ void *run_effect(bitmapfx_driver *driver) {
 
 void *run_rand(bitmapfx_driver *) {
     protex::terrain::draw(settings, 0.5, 1.2);
-    snoise = protex::draw(0.5, 1.0);
-    dnoise = xrand_bool() ? protex::draw(0.1, 1.0) : 0.0;
+    snoise = protex::draw(0.3, 0.6);
+    dnoise = xrand_bool() ? protex::draw(0.05, 0.35) : 0.0;
     offset = protex::draw(0.4, 0.9);
     return nullptr;
 }

@@ -7,8 +7,8 @@
 namespace {
 
 // Defaults; "rand" draws within the ranges noted.
-double vscale = 7.0;                        // [4, 12] noise units across the picture
-rgbscalar basic_color = {0.86, 0.64, 0.30}; // coat: r [0.65, 1], g [0.4, 0.75], b [0.1, 0.4]
+double vscale = 12.0;                       // [8, 18] noise units across the picture
+rgbscalar basic_color = {0.86, 0.64, 0.30}; // coat: r [0.7, 1], g/r [0.6, 0.8], b/g [0.25, 0.6]
 rgbscalar strip_color = {0.10, 0.07, 0.04}; // spots: each channel [0, 0.2]
 rgbscalar sblend = {0.15, 0.15, 0.15};      // 1 - tblend
 rgbscalar tblend = {0.85, 0.85, 0.85};      // grey, [0.6, 1]
@@ -18,24 +18,29 @@ void *run_effect(bitmapfx_driver *driver) {
     protex::noise_field noise(1);
     const int bend = noise.field(protex::scale(2.3));
     const int broken = noise.field(protex::scale(9.0));
-    return protex::render(driver, protex::scaled_only(vscale), protex::blend(sblend, tblend), noise,
-                          [&](const protex::sample &s) {
-                              // Bend the blobs a little along x, and break their rims with fine
-                              // noise.
-                              const double warp = 0.35 * noise(bend, s);
-                              const float n = noise.at(0, s.p.x + warp, s.p.y, s.p.z);
-                              const float rim = 0.05f * noise(broken, s);
-                              const float ring = protex::smoothstep(0.16f, 0.2f, n + rim) *
-                                                 (1.0f - protex::smoothstep(0.3f, 0.34f, n - rim));
-                              const float inside = protex::smoothstep(0.3f, 0.34f, n);
-                              const protex::colour base = protex::mix(coat, spot, 0.3f * inside);
-                              return protex::mix(base, spot, ring);
-                          });
+    const int gaps = noise.field(protex::moved(protex::scale(5.0), 0.0, 0.0, 31.0));
+    return protex::render(
+        driver, protex::scaled_only(vscale), protex::blend(sblend, tblend), noise,
+        [&](const protex::sample &s) {
+            // Bend the blobs a little along x, and break their rims with fine
+            // noise.
+            const double warp = 0.35 * noise(bend, s);
+            const float n = noise.at(0, s.p.x + warp, s.p.y, s.p.z);
+            const float rim =
+                0.05f *
+                noise(broken, s); // A rim of dark patches, broken where the fine noise dips.
+            const float ring = protex::smoothstep(0.14f, 0.18f, n + rim) *
+                               (1.0f - protex::smoothstep(0.26f, 0.3f, n - rim)) *
+                               protex::smoothstep(-0.12f, -0.04f, noise(gaps, s));
+            const float inside = protex::smoothstep(0.26f, 0.3f, n);
+            const protex::colour base = protex::mix(coat, protex::scaled(coat, 0.72f), inside);
+            return protex::mix(base, spot, ring);
+        });
 }
 
 void *run_rand(bitmapfx_driver *) {
-    vscale = protex::draw(4.0, 12.0);
-    basic_color = protex::draw_colour({0.65, 0.4, 0.1}, {1.0, 0.75, 0.4});
+    vscale = protex::draw(8.0, 18.0);
+    basic_color = protex::draw_tint(0.7, 1.0, 0.6, 0.8, 0.25, 0.6);
     strip_color = protex::draw_colour({0.0, 0.0, 0.0}, {0.2, 0.2, 0.2});
     protex::draw_blend(sblend, tblend, 0.6, 1.0);
     return nullptr;

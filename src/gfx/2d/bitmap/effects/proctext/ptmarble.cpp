@@ -14,7 +14,7 @@ rgbscalar strip_color = {0.28, 0.25, 0.27}; // veins: each channel [0, 0.45]
 double basic_trigger = 0.55;                // [0.35, 0.7] vein strength where the vein starts
 double strip_trigger = 0.95;                // [0.85, 1] vein strength of full vein colour
 std::int32_t turbulence_iter = 6;           // [3, 8] octaves of the turbulence
-double turbulence_mul = 1.6;                // [0.6, 3] how far the turbulence bends the veins
+double turbulence_mul = 1.6;                // [0.6, 2.2] how far the turbulence bends the veins
 
 // Veins per noise unit along the wave.
 constexpr double veins = 0.9;
@@ -32,8 +32,12 @@ void *run_effect(bitmapfx_driver *driver) {
             const double phase =
                 veins * (s.p.x + 0.6 * s.p.y) + bend * protex::turbulence(noise, turb, octaves, s);
             // 1 on a vein's centre line, falling off to both sides.
-            const float strength = 1.0f - std::fabs(protex::wave(0.5 * phase));
-            return protex::mix(stone, vein, protex::smoothstep(low, high, strength));
+            const float strength =
+                1.0f - std::fabs(protex::wave(
+                           0.5 * phase)); // A soft cloud round each vein, the vein itself sharp.
+            const float halo = 0.3f * strength * strength * strength;
+            return protex::mix(stone, vein,
+                               std::max(halo, protex::smoothstep(low, high, strength)));
         });
 }
 
@@ -45,7 +49,7 @@ void *run_rand(bitmapfx_driver *) {
     basic_trigger = protex::draw(0.35, 0.7);
     strip_trigger = protex::draw(0.85, 1.0);
     turbulence_iter = protex::draw_int(3, 8);
-    turbulence_mul = protex::draw(0.6, 3.0);
+    turbulence_mul = protex::draw(0.6, 2.2);
     return nullptr;
 }
 

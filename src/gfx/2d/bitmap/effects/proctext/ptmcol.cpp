@@ -29,7 +29,7 @@ void *run_effect(bitmapfx_driver *driver) {
     const int first = protex::octave_fields(noise, octaves);
     return protex::render(
         driver, protex::placed(vscale, vplus), protex::opaque, noise, [&](const protex::sample &s) {
-            const float t = protex::unit(0.5f + 1.9f * protex::fbm(noise, first, octaves, s) /
+            const float t = protex::unit(0.5f + 1.15f * protex::fbm(noise, first, octaves, s) /
                                                     octaves.weight_rms);
             const float at = t * 10.0f;
             const int i = std::min(static_cast<int>(at), 9);

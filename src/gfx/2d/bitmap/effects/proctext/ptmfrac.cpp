@@ -11,7 +11,7 @@ namespace {
 // [0.2, 0.8]), then snoise [0.3, 0.6], mnoise [0.6, 1.4], offset [0.9, 1.1].
 protex::terrain::common settings = {
     .vscale = 2.0,
-    .vplus = 0.0,
+    .vplus = 11.5,
     .octaves = 8,
     .increment = 0.5,
     .lacunarity = 2.0,

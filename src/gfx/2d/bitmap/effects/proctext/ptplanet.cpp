@@ -40,18 +40,18 @@ void *run_effect(bitmapfx_driver *driver) {
             const float h = protex::fbm(noise, ground_fields, relief, s) * 1.6f;
             protex::colour ground;
             if (h < 0.0f) {
-                ground = protex::scaled(sea, 1.0f + 0.8f * std::max(h, -1.0f));
+                ground = protex::scaled(sea, 1.0f + 0.6f * std::max(h, -1.0f));
                 // Shallow water near the coasts.
                 ground = protex::mix(ground, protex::mix(sea, low, 0.45f),
                                      protex::smoothstep(-0.06f, 0.0f, h) * 0.6f);
             } else {
-                ground = protex::mix(low, high, h * 2.2f);
-                ground = protex::mix(ground, snow, protex::smoothstep(0.55f, 0.7f, h));
+                ground = protex::mix(low, high, h * 1.6f);
+                ground = protex::mix(ground, snow, protex::smoothstep(0.62f, 0.75f, h));
             }
             if (!clouds)
                 return ground;
-            const float c = protex::fbm(noise, sky_fields, sky, s);
-            return protex::mix(ground, cloud, protex::smoothstep(0.05f, 0.45f, c) * 0.92f);
+            const float c = protex::fbm(noise, sky_fields, sky, s) / sky.weight_rms;
+            return protex::mix(ground, cloud, protex::smoothstep(0.08f, 0.4f, c) * 0.9f);
         });
 }
 

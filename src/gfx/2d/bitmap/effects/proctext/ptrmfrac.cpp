@@ -9,11 +9,12 @@
 namespace {
 
 // Defaults; "rand" draws the common parameters as terrain.h notes (H in
-// [0.7, 1.2]), then gain [1.5, 3], dnoise 0 or [0.1, 1] (one in two),
+// [0.7, 1.2]), then gain [1.5, 3], dnoise 0 or [0.05, 0.35] (one in
+// two),
 // offset [0.9, 1.1].
 protex::terrain::common settings = {
     .vscale = 2.0,
-    .vplus = 0.0,
+    .vplus = 52.5,
     .octaves = 8,
     .increment = 1.0,
     .lacunarity = 2.0,
@@ -50,7 +51,7 @@ void *run_effect(bitmapfx_driver *driver) {
 void *run_rand(bitmapfx_driver *) {
     protex::terrain::draw(settings, 0.7, 1.2);
     gain = protex::draw(1.5, 3.0);
-    dnoise = xrand_bool() ? protex::draw(0.1, 1.0) : 0.0;
+    dnoise = xrand_bool() ? protex::draw(0.05, 0.35) : 0.0;
     offset = protex::draw(0.9, 1.1);
     return nullptr;
 }

@@ -9,7 +9,7 @@ namespace {
 
 // Defaults.
 double vscale = 2.0; // noise units across the picture
-rgbscalar svec = {0.25, 0.5, 0.4};
+rgbscalar svec = {0.35, 0.45, 0.5};
 rgbscalar mvec = {0.5, 0.2, 0.5};
 double board = 0.0;
 rgbscalar basic_color = {0.80, 0.58, 0.34}; // early wood

@@ -8,7 +8,7 @@ namespace {
 
 // Defaults.
 double vscale = 2.0; // noise units across the picture
-rgbscalar svec = {0.3, 0.45, 0.5};
+rgbscalar svec = {0.5, 0.3, 0.6};
 rgbscalar mvec = {0.45, 0.25, 0.45};
 double board = 0.5;
 rgbscalar basic_color = {0.80, 0.58, 0.34}; // early wood

@@ -57,7 +57,16 @@ class octaves_at {
     double shift_;
 };
 
-// Renders `height(octave, table) -> t` through the ramp (t clamped to 0..1);
+// The ramp from low to high ground, with a contour line at every tenth of
+// the height, as on a relief map.
+inline colour relief(const colour &low, const colour &high, float t) {
+    t = unit(t);
+    const float level = fraction(t * 10.0);
+    const float line = smoothstep(0.0f, 0.07f, std::min(level, 1.0f - level));
+    return scaled(mix(low, high, t), 0.78f + 0.22f * line);
+}
+
+// Renders `height(octave, table) -> t` through the relief ramp;
 // `dnoise` is the displacement (0: none).
 template <class Height>
 void *render(bitmapfx_driver *driver, const common &c, double dnoise, Height &&height) {
@@ -72,7 +81,7 @@ void *render(bitmapfx_driver *driver, const common &c, double dnoise, Height &&h
         driver, placed(c.vscale, c.vplus), blend(c.sblend, c.tblend), noise, [&](const sample &s) {
             const double shift = displaced ? dnoise * noise(displacement, s) : 0.0;
             const octaves_at octave(noise, first, table, s, shift);
-            return mix(low, high, height(octave, table));
+            return relief(low, high, height(octave, table));
         });
 }
 

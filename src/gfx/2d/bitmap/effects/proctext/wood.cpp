@@ -108,11 +108,11 @@ colour shade(noise_field &noise, const fields &f, const sample &s, const setting
 void draw(double &vscale, rgbscalar &svec, rgbscalar &mvec, double &board, rgbscalar &basic,
           rgbscalar &strip, rgbscalar &sblend, rgbscalar &tblend) {
     vscale = protex::draw(1.0, 4.0);
-    svec = draw_colour({0.05, 0.05, 0.05}, {0.8, 0.8, 0.8});
+    svec = draw_colour({0.2, 0.05, 0.1}, {0.9, 0.6, 0.9});
     mvec = draw_colour({0.2, 0.0, 0.3}, {0.8, 0.8, 0.7});
     board = xrand_bool() ? protex::draw(0.15, 0.6) : 0.0;
-    basic = draw_colour({0.6, 0.4, 0.2}, {0.95, 0.72, 0.5});
-    strip = draw_colour({0.25, 0.12, 0.04}, {0.55, 0.35, 0.2});
+    basic = draw_tint(0.6, 0.95, 0.6, 0.8, 0.4, 0.75);
+    strip = draw_tint(0.25, 0.55, 0.45, 0.7, 0.25, 0.6);
     draw_blend(sblend, tblend, 0.6, 1.0);
 }
 

@@ -39,11 +39,11 @@ fields declare(noise_field &noise, const settings &wood);
 
 colour shade(noise_field &noise, const fields &f, const sample &s, const settings &wood);
 
-// The "rand" of every wood, in this order: vscale [1, 4], svec each channel
-// [0.05, 0.8], mvec r [0.2, 0.8], g [0, 0.8], b [0.3, 0.7], board 0 or
-// [0.15, 0.6] (one in two), basic_color (r [0.6, 0.95], g [0.4, 0.72],
-// b [0.2, 0.5]), strip_color (r [0.25, 0.55], g [0.12, 0.35], b [0.04, 0.2]),
-// tblend grey [0.6, 1] with sblend 1 - tblend.
+// The "rand" of every wood, in this order: vscale [1, 4], svec r [0.2, 0.9],
+// g [0.05, 0.6], b [0.1, 0.9], mvec r [0.2, 0.8], g [0, 0.8], b [0.3, 0.7], board 0 or
+// [0.15, 0.6] (one in two), basic_color (draw_tint: r [0.6, 0.95], g/r
+// [0.6, 0.8], b/g [0.4, 0.75]), strip_color (r [0.25, 0.55], g/r [0.45, 0.7],
+// b/g [0.25, 0.6]), tblend grey [0.6, 1] with sblend 1 - tblend.
 void draw(double &vscale, rgbscalar &svec, rgbscalar &mvec, double &board, rgbscalar &basic,
           rgbscalar &strip, rgbscalar &sblend, rgbscalar &tblend);
 
