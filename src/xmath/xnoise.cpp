@@ -32,11 +32,13 @@ std::uint32_t next_private(std::uint32_t &state) {
     return state;
 }
 
+// The 12 gradient directions, the edge midpoints of a cube.
+constexpr float directions[12][3] = {
+    {1, 1, 0},  {-1, 1, 0},  {1, -1, 0}, {-1, -1, 0}, {1, 0, 1},  {-1, 0, 1},
+    {1, 0, -1}, {-1, 0, -1}, {0, 1, 1},  {0, -1, 1},  {0, 1, -1}, {0, -1, -1},
+};
+
 lattice_table build_noise_table() {
-    static constexpr float directions[12][3] = {
-        {1, 1, 0},  {-1, 1, 0},  {1, -1, 0}, {-1, -1, 0}, {1, 0, 1},  {-1, 0, 1},
-        {1, 0, -1}, {-1, 0, -1}, {0, 1, 1},  {0, -1, 1},  {0, 1, -1}, {0, -1, -1},
-    };
     lattice_table table{};
     std::uint32_t state = 0x6E6F6973u;
     for (int i = 0; i < 256; ++i)
@@ -197,6 +199,16 @@ void xnoise_row::select(double y, double z) {
     weight_[0][1] = (1.0f - v) * w;
     weight_[1][0] = v * (1.0f - w);
     weight_[1][1] = v * w;
+    // What each corner adds for each gradient direction: the products the
+    // fold would otherwise work out anew for every cell of the row.
+    const float fy[2] = {fy_, fy_ - 1.0f}, fz[2] = {fz_, fz_ - 1.0f};
+    for (int j = 0; j < 2; ++j)
+        for (int k = 0; k < 2; ++k)
+            for (int d = 0; d < 12; ++d) {
+                const float *g = directions[d];
+                slope_part_[j][k][d] = weight_[j][k] * g[0];
+                offset_part_[j][k][d] = weight_[j][k] * (g[1] * fy[j] + g[2] * fz[k]);
+            }
     if (++stamp_ == 0) {
         // After 2^32 rows the stamps would repeat: start the count afresh.
         for (cell &c : cells_)
@@ -211,7 +223,6 @@ void xnoise_row::fold(int index) {
     // meets each column twice, as the right end of one cell and the left end
     // of the next: a column already folded for this row is copied.
     const lattice_table &t = noise_table();
-    const float fy[2] = {fy_, fy_ - 1.0f}, fz[2] = {fz_, fz_ - 1.0f};
     cell &c = cells_[index];
     const cell &before = cells_[(index + 255) & 255], &after = cells_[(index + 1) & 255];
     for (int end = 0; end < 2; ++end) {
@@ -226,9 +237,9 @@ void xnoise_row::fold(int index) {
         for (int j = 0; j < 2; ++j) {
             const int plane = t.perm[row + j] + zi_;
             for (int k = 0; k < 2; ++k) {
-                const float *g = t.gradient[t.perm[plane + k]];
-                slope += weight_[j][k] * g[0];
-                offset += weight_[j][k] * (g[1] * fy[j] + g[2] * fz[k]);
+                const int d = t.perm[plane + k] % 12; // the gradient table's direction
+                slope += slope_part_[j][k][d];
+                offset += offset_part_[j][k][d];
             }
         }
         c.slope[end] = slope * noise_scale;

@@ -59,7 +59,7 @@ float xnoise_twave(float value);
 // are split into cell and fraction, so points far from the origin (high
 // octaves of a fractal sum) keep their fine detail; infinite or NaN
 // coordinates count as 0, as in xnoise.  One object serves one caller at a
-// time (it is not for sharing between threads); it holds about 3 KB.
+// time (it is not for sharing between threads); it holds about 5.5 KB.
 class xnoise_row {
   public:
     xnoise_row();
@@ -120,4 +120,6 @@ class xnoise_row {
     int yi_ = 0, zi_ = 0;
     float fy_ = 0.0f, fz_ = 0.0f;
     float weight_[2][2] = {}; // of the (y, z) corners: [y high][z high]
+    // A corner's share of a column's slope and offset, by gradient direction.
+    float slope_part_[2][2][12] = {}, offset_part_[2][2][12] = {};
 };
