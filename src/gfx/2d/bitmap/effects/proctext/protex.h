@@ -77,11 +77,15 @@ inline float smoothstep(float low, float high, float v) {
 }
 
 // Fraction of v, 0..1 (0 for NaN and for magnitudes without a fraction).
+// Floor by truncation and correction: plain x86-64 code makes a library call
+// of std::floor.
 inline float fraction(double v) {
     if (!(std::fabs(v) < 4503599627370496.0))
         return 0.0f;
-    const double f = v - std::floor(v);
-    return static_cast<float>(f);
+    double whole = static_cast<double>(static_cast<std::int64_t>(v));
+    if (v < whole)
+        whole -= 1.0;
+    return static_cast<float>(v - whole);
 }
 
 // sin(2 pi phase): a wave of period 1, 0 at whole numbers, 1 at 0.25.  A

@@ -27,17 +27,16 @@ double dnoise = 0.0; // how far a noise pushes the points along x first
 
 void *run_effect(bitmapfx_driver *driver) {
     const float contrast = static_cast<float>(snoise);
-    return protex::terrain::render(
-        driver, settings, dnoise,
-        [&](const protex::terrain::octaves_at &octave, const protex::octave_table &o) {
-            // Divided by the root of the summed squared weights the sum keeps
-            // the spread of one noise, whatever the octaves: with one octave
-            // the height is 0.5 + snoise * noise exactly.
-            float sum = 0.0f;
-            for (int i = 0; i < o.count; ++i)
-                sum += o.weight[i] * octave(i);
-            return 0.5f + contrast * sum / o.weight_rms;
-        });
+    return protex::terrain::render(driver, settings, dnoise,
+                                   [&](const auto &octave, const protex::octave_table &o) {
+                                       // Divided by the root of the summed squared weights the sum
+                                       // keeps the spread of one noise, whatever the octaves: with
+                                       // one octave the height is 0.5 + snoise * noise exactly.
+                                       float sum = 0.0f;
+                                       for (int i = 0; i < o.count; ++i)
+                                           sum += o.weight[i] * octave(i);
+                                       return 0.5f + contrast * sum / o.weight_rms;
+                                   });
 }
 
 void *run_rand(bitmapfx_driver *) {

@@ -27,21 +27,20 @@ double offset = 0.7; // raises every octave's noise
 
 void *run_effect(bitmapfx_driver *driver) {
     const float lift = static_cast<float>(offset);
-    return protex::terrain::render(
-        driver, settings, dnoise,
-        [&](const protex::terrain::octaves_at &octave, const protex::octave_table &o) {
-            if (o.count == 0)
-                return 0.0f;
-            float result = octave(0) + lift;
-            float weight = result;
-            for (int i = 1; i < o.count; ++i) {
-                weight = std::min(weight, 1.0f);
-                const float signal = (octave(i) + lift) * o.weight[i];
-                result += weight * signal;
-                weight *= signal;
-            }
-            return result / (2.5f * lift + 1.0f) - 0.05f;
-        });
+    return protex::terrain::render(driver, settings, dnoise,
+                                   [&](const auto &octave, const protex::octave_table &o) {
+                                       if (o.count == 0)
+                                           return 0.0f;
+                                       float result = octave(0) + lift;
+                                       float weight = result;
+                                       for (int i = 1; i < o.count; ++i) {
+                                           weight = std::min(weight, 1.0f);
+                                           const float signal = (octave(i) + lift) * o.weight[i];
+                                           result += weight * signal;
+                                           weight *= signal;
+                                       }
+                                       return result / (2.5f * lift + 1.0f) - 0.05f;
+                                   });
 }
 
 void *run_rand(bitmapfx_driver *) {

@@ -29,16 +29,15 @@ double offset = 0.6;  // raises every octave's noise
 
 void *run_effect(bitmapfx_driver *driver) {
     const float scale = static_cast<float>(snoise), lift = static_cast<float>(offset);
-    return protex::terrain::render(
-        driver, settings, dnoise,
-        [&](const protex::terrain::octaves_at &octave, const protex::octave_table &o) {
-            if (o.count == 0)
-                return 0.0f;
-            float value = lift + octave(0);
-            for (int i = 1; i < o.count; ++i)
-                value += (octave(i) + lift) * o.weight[i] * value;
-            return scale * value;
-        });
+    return protex::terrain::render(driver, settings, dnoise,
+                                   [&](const auto &octave, const protex::octave_table &o) {
+                                       if (o.count == 0)
+                                           return 0.0f;
+                                       float value = lift + octave(0);
+                                       for (int i = 1; i < o.count; ++i)
+                                           value += (octave(i) + lift) * o.weight[i] * value;
+                                       return scale * value;
+                                   });
 }
 
 void *run_rand(bitmapfx_driver *) {

@@ -28,14 +28,13 @@ double offset = 1.0;  // the factors' centre
 void *run_effect(bitmapfx_driver *driver) {
     const float scale = static_cast<float>(snoise), strength = static_cast<float>(mnoise),
                 centre = static_cast<float>(offset);
-    return protex::terrain::render(
-        driver, settings, 0.0,
-        [&](const protex::terrain::octaves_at &octave, const protex::octave_table &o) {
-            float value = 1.0f;
-            for (int i = 0; i < o.count; ++i)
-                value *= centre + strength * o.weight[i] * octave(i);
-            return scale * value;
-        });
+    return protex::terrain::render(driver, settings, 0.0,
+                                   [&](const auto &octave, const protex::octave_table &o) {
+                                       float value = 1.0f;
+                                       for (int i = 0; i < o.count; ++i)
+                                           value *= centre + strength * o.weight[i] * octave(i);
+                                       return scale * value;
+                                   });
 }
 
 void *run_rand(bitmapfx_driver *) {

@@ -30,22 +30,21 @@ double offset = 1.0; // the ridges' height
 
 void *run_effect(bitmapfx_driver *driver) {
     const float feed = static_cast<float>(gain), top = static_cast<float>(offset);
-    return protex::terrain::render(
-        driver, settings, dnoise,
-        [&](const protex::terrain::octaves_at &octave, const protex::octave_table &o) {
-            if (o.count == 0)
-                return 0.0f;
-            float signal = top - std::fabs(octave(0));
-            signal *= signal;
-            float result = signal;
-            for (int i = 1; i < o.count; ++i) {
-                const float weight = protex::unit(signal * feed);
-                signal = top - std::fabs(octave(i));
-                signal *= signal * weight;
-                result += signal * o.weight[i];
-            }
-            return result * 0.7f - 0.2f;
-        });
+    return protex::terrain::render(driver, settings, dnoise,
+                                   [&](const auto &octave, const protex::octave_table &o) {
+                                       if (o.count == 0)
+                                           return 0.0f;
+                                       float signal = top - std::fabs(octave(0));
+                                       signal *= signal;
+                                       float result = signal;
+                                       for (int i = 1; i < o.count; ++i) {
+                                           const float weight = protex::unit(signal * feed);
+                                           signal = top - std::fabs(octave(i));
+                                           signal *= signal * weight;
+                                           result += signal * o.weight[i];
+                                       }
+                                       return result * 0.7f - 0.2f;
+                                   });
 }
 
 void *run_rand(bitmapfx_driver *) {

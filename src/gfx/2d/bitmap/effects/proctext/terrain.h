@@ -32,26 +32,23 @@ struct common {
 // (each channel [0.55, 1]), tblend grey [0.6, 1] and sblend 1 - tblend.
 void draw(common &c, double low_h, double high_h);
 
-// The noise of each octave at one pixel.  With a displacement the pixel's
-// point is first pushed along x by `dnoise` times a noise of the point: the
-// terrain's features twist and fold while every point stays in its row,
-// which keeps the octaves' row caches useful.
+// The noise of each octave at one displaced pixel: the pixel's point pushed
+// along x by `dnoise` times a noise of the point, so that the terrain's
+// features twist and fold while every point stays in its row (which keeps
+// the octaves' row caches useful).  Without displacement the octaves are
+// fields.
 class octaves_at {
   public:
-    octaves_at(noise_field &noise, int first, const octave_table &table, const sample &s,
-               double shift)
-        : noise_(noise), first_(first), table_(table), s_(s), shift_(shift) {}
+    octaves_at(noise_field &noise, const octave_table &table, const sample &s, double shift)
+        : noise_(noise), table_(table), s_(s), shift_(shift) {}
 
     float operator()(int i) const {
-        if (shift_ == 0.0)
-            return noise_(first_ + i, s_);
         const double f = table_.frequency[i];
         return noise_.at(i, (s_.p.x + shift_) * f, s_.p.y * f, s_.p.z * f);
     }
 
   private:
     noise_field &noise_;
-    int first_;
     const octave_table &table_;
     const sample &s_;
     double shift_;
@@ -75,12 +72,17 @@ void *render(bitmapfx_driver *driver, const common &c, double dnoise, Height &&h
     const colour low = rgb(c.basic_color), high = rgb(c.strip_color);
     const bool displaced = dnoise != 0.0;
     noise_field noise(displaced ? table.count : 0);
-    const int first = octave_fields(noise, table);
+    const int first = displaced ? -1 : octave_fields(noise, table);
     const int displacement = displaced ? noise.field(identity) : -1;
+    if (!displaced)
+        return protex::render(driver, placed(c.vscale, c.vplus), blend(c.sblend, c.tblend), noise,
+                              [&](const sample &s) {
+                                  const auto octave = [&](int i) { return noise(first + i, s); };
+                                  return relief(low, high, height(octave, table));
+                              });
     return protex::render(
         driver, placed(c.vscale, c.vplus), blend(c.sblend, c.tblend), noise, [&](const sample &s) {
-            const double shift = displaced ? dnoise * noise(displacement, s) : 0.0;
-            const octaves_at octave(noise, first, table, s, shift);
+            const octaves_at octave(noise, table, s, dnoise * noise(displacement, s));
             return relief(low, high, height(octave, table));
         });
 }
