@@ -16,7 +16,7 @@ rgbscalar strip_color = {0.55, 0.25, 0.45}; // each channel [0, 0.6]
 rgbscalar sblend = {0.2, 0.2, 0.2};         // 1 - tblend
 rgbscalar tblend = {0.8, 0.8, 0.8};         // grey, [0.6, 1]
 
-constexpr double rings = 2.0; // per noise unit of radius
+constexpr double rings = 3.0; // per noise unit of radius
 
 void *run_effect(bitmapfx_driver *driver) {
     const protex::colour back = protex::rgb(basic_color), line = protex::rgb(strip_color);
