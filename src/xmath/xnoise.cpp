@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 namespace {
 
@@ -31,11 +32,13 @@ std::uint32_t next_private(std::uint32_t &state) {
     return state;
 }
 
+// The 12 gradient directions, the edge midpoints of a cube.
+constexpr float directions[12][3] = {
+    {1, 1, 0},  {-1, 1, 0},  {1, -1, 0}, {-1, -1, 0}, {1, 0, 1},  {-1, 0, 1},
+    {1, 0, -1}, {-1, 0, -1}, {0, 1, 1},  {0, -1, 1},  {0, 1, -1}, {0, -1, -1},
+};
+
 lattice_table build_noise_table() {
-    static constexpr float directions[12][3] = {
-        {1, 1, 0},  {-1, 1, 0},  {1, -1, 0}, {-1, -1, 0}, {1, 0, 1},  {-1, 0, 1},
-        {1, 0, -1}, {-1, 0, -1}, {0, 1, 1},  {0, -1, 1},  {0, 1, -1}, {0, -1, -1},
-    };
     lattice_table table{};
     std::uint32_t state = 0x6E6F6973u;
     for (int i = 0; i < 256; ++i)
@@ -163,4 +166,137 @@ float xnoise_cycloidal(float value) {
 float xnoise_twave(float value) {
     const float f = fraction_of(value);
     return f < 0.5f ? 2.0f * f : 2.0f * (1.0f - f);
+}
+
+xnoise_row::xnoise_row() : cells_{} {
+    select(0.0, 0.0);
+}
+
+double xnoise_row::reduce_large(double v) {
+    return std::isfinite(v) ? std::fmod(v, 256.0) : 0.0;
+}
+
+void xnoise_row::select(double y, double z) {
+    y_ = y;
+    z_ = z;
+    double split[2] = {y, z};
+    int whole[2];
+    float fraction[2];
+    for (int axis = 0; axis < 2; ++axis) {
+        double v = split[axis];
+        if (!(std::fabs(v) < 4503599627370496.0))
+            v = reduce_large(v);
+        const double base = std::floor(v);
+        whole[axis] = static_cast<int>(static_cast<std::int64_t>(base) & 255);
+        fraction[axis] = static_cast<float>(v - base);
+    }
+    yi_ = whole[0];
+    zi_ = whole[1];
+    fy_ = fraction[0];
+    fz_ = fraction[1];
+    const float v = fade(fy_), w = fade(fz_);
+    weight_[0][0] = (1.0f - v) * (1.0f - w);
+    weight_[0][1] = (1.0f - v) * w;
+    weight_[1][0] = v * (1.0f - w);
+    weight_[1][1] = v * w;
+    // What each corner adds for each gradient direction: the products the
+    // fold would otherwise work out anew for every cell of the row.
+    const float fy[2] = {fy_, fy_ - 1.0f}, fz[2] = {fz_, fz_ - 1.0f};
+    for (int j = 0; j < 2; ++j)
+        for (int k = 0; k < 2; ++k)
+            for (int d = 0; d < 12; ++d) {
+                const float *g = directions[d];
+                slope_part_[j][k][d] = weight_[j][k] * g[0];
+                offset_part_[j][k][d] = weight_[j][k] * (g[1] * fy[j] + g[2] * fz[k]);
+            }
+    if (++stamp_ == 0) {
+        // After 2^32 rows the stamps would repeat: start the count afresh.
+        for (cell &c : cells_)
+            c.stamp = 0;
+        stamp_ = 1;
+    }
+}
+
+void xnoise_row::fold(int index) {
+    // The same corner hashes as lattice_noise: perm[perm[perm[x] + y] + z],
+    // for the lattice columns x = index and index + 1.  A sweep along x
+    // meets each column twice, as the right end of one cell and the left end
+    // of the next: a column already folded for this row is copied.
+    const lattice_table &t = noise_table();
+    cell &c = cells_[index];
+    const cell &before = cells_[(index + 255) & 255], &after = cells_[(index + 1) & 255];
+    for (int end = 0; end < 2; ++end) {
+        const cell &neighbour = end == 0 ? before : after;
+        if (neighbour.stamp == stamp_) {
+            c.slope[end] = neighbour.slope[1 - end];
+            c.offset[end] = neighbour.offset[1 - end];
+            continue;
+        }
+        const int row = t.perm[index + end] + yi_;
+        float slope = 0.0f, offset = 0.0f;
+        for (int j = 0; j < 2; ++j) {
+            const int plane = t.perm[row + j] + zi_;
+            for (int k = 0; k < 2; ++k) {
+                const int d = t.perm[plane + k] % 12; // the gradient table's direction
+                slope += slope_part_[j][k][d];
+                offset += offset_part_[j][k][d];
+            }
+        }
+        c.slope[end] = slope * noise_scale;
+        c.offset[end] = offset * noise_scale;
+    }
+    c.stamp = stamp_;
+}
+
+void xnoise_row::sweep(double x0, double dx, int count, double y, double z, float *out) {
+    if (count <= 0)
+        return;
+    if (!same_bits(y, y_) || !same_bits(z, z_))
+        select(y, z);
+    const double last = x0 + (count - 1) * dx;
+    const double low = x0 < last ? x0 : last, high = x0 < last ? last : x0;
+    if (!(std::fabs(low) < 1e15 && std::fabs(high) < 1e15 && high - low < 1e9)) {
+        // Far out, very long or not finite: point by point.
+        for (int i = 0; i < count; ++i)
+            out[i] = (*this)(x0 + i * dx, y, z);
+        return;
+    }
+    // Offsets from the cell below the whole line are never negative, so
+    // truncation finds their cells; the cells the line crosses are folded
+    // first, in order (each column then folds once), so that the loop below
+    // has no branch and no fold.
+    const double base = std::floor(low);
+    const int first = static_cast<int>(static_cast<std::int64_t>(base) & 255);
+    const double span = high - base + 2.0;
+    const int cells = span < 256.0 ? static_cast<int>(span) : 256;
+    for (int k = 0; k < cells; ++k)
+        fetch((first + k) & 255);
+    const double start = x0 - base;
+    // Two passes over short chunks: the look-ups, then the arithmetic alone,
+    // which has no branch and no look-up left and so runs several points at
+    // once.
+    constexpr int chunk = 64;
+    alignas(16) float fraction[chunk], slope0[chunk], offset0[chunk], slope1[chunk], offset1[chunk];
+    for (int from = 0; from < count; from += chunk) {
+        const int n = count - from < chunk ? count - from : chunk;
+        for (int k = 0; k < n; ++k) {
+            double offset = start + (from + k) * dx;
+            if (offset < 0.0)
+                offset = 0.0; // rounding at the lower end of a falling line
+            const std::int32_t whole = static_cast<std::int32_t>(offset);
+            const cell &c = cells_[(first + whole) & 255];
+            fraction[k] = static_cast<float>(offset - whole);
+            slope0[k] = c.slope[0];
+            offset0[k] = c.offset[0];
+            slope1[k] = c.slope[1];
+            offset1[k] = c.offset[1];
+        }
+        float *o = out + from;
+        for (int k = 0; k < n; ++k) {
+            const float fx = fraction[k];
+            const float left = slope0[k] * fx + offset0[k];
+            const float right = slope1[k] * (fx - 1.0f) + offset1[k];
+            o[k] = left + fx * fx * fx * (fx * (fx * 6.0f - 15.0f) + 10.0f) * (right - left);
+        }
+    }
 }

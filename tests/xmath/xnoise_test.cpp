@@ -234,3 +234,57 @@ TEST(XnoiseWaves, CycloidalSineAndTriangleWaveOfPeriodOne) {
             << v;
     }
 }
+
+TEST(XnoiseRow, AgreesWithTheNoiseAlongRowsAndAcrossThem) {
+    xnoise_row row;
+    // Sweeps along rows, as a picture asks...
+    for (const point &p : sample_points(300))
+        for (int i = 0; i < 64; ++i) {
+            const float x = p.x + static_cast<float>(i) * 0.0625f;
+            ASSERT_NEAR(row(x, p.y, p.z), xnoise(x, p.y, p.z), 1e-6f) << x << " " << p.y;
+        }
+    // ...and points that change row at every call, in a different order from
+    // the sweep: the kept columns never leak into another row's values.
+    const auto points = sample_points(3000);
+    for (auto p = points.rbegin(); p != points.rend(); ++p)
+        ASSERT_NEAR(row(p->x, p->y, p->z), xnoise(p->x, p->y, p->z), 1e-6f);
+    EXPECT_EQ(row(3.0, -7.0, 12.0), 0.0f);
+}
+
+TEST(XnoiseRow, SweepsLinesOfPointsInEitherDirection) {
+    xnoise_row row;
+    float line[300];
+    for (const point &p : sample_points(40))
+        for (double dx : {0.013, -0.37, 1.9, 0.0}) {
+            row.sweep(p.x, dx, 300, p.y, p.z, line);
+            // Against the row's own points (doubles: a float could not hold
+            // x0 + i * dx), which agree with xnoise as checked above.
+            for (int i = 0; i < 300; ++i)
+                ASSERT_NEAR(line[i], row(p.x + i * dx, p.y, p.z), 1e-6f)
+                    << p.x << " " << dx << " " << i;
+        }
+    // Lines longer than the period, far out, or through non-finite points.
+    row.sweep(-1000.0, 3.75, 300, 0.5, 0.25, line);
+    EXPECT_NEAR(line[299], xnoise(-1000.0f + 299 * 3.75f, 0.5f, 0.25f), 1e-6f);
+    row.sweep(1e18, 1.0, 4, 0.5, 0.25, line);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(line[i], row(1e18 + i, 0.5, 0.25));
+    row.sweep(std::numeric_limits<double>::infinity(), 1.0, 2, 0.5, 0.25, line);
+    EXPECT_NEAR(line[0], xnoise(0.0f, 0.5f, 0.25f), 1e-6f);
+    row.sweep(0.3, 1.0, 0, 0.5, 0.25, nullptr); // nothing to do
+}
+
+TEST(XnoiseRow, KeepsDetailFarOutAndSurvivesNonFiniteCoordinates) {
+    xnoise_row row;
+    // 2^40 + x lies on the same point of the period as x; a float could not
+    // hold the fraction there, the row's doubles do (to 2^-12).
+    const double far = 1099511627776.0;
+    for (double x : {0.375, 17.5625, 200.125})
+        EXPECT_NEAR(row(far + x, 0.4, 5.7), xnoise(static_cast<float>(x), 0.4f, 5.7f), 1e-6f);
+    const double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_NEAR(row(inf, 0.25, 0.5), xnoise(0.0f, 0.25f, 0.5f), 1e-6f);
+    EXPECT_NEAR(row(0.25, nan, 0.5), xnoise(0.25f, 0.0f, 0.5f), 1e-6f);
+    EXPECT_NEAR(row(0.25, 0.5, -inf), xnoise(0.25f, 0.5f, 0.0f), 1e-6f);
+    EXPECT_EQ(row(1e300, 1e300, 1e300), row(1e300, 1e300, 1e300));
+}

@@ -1,0 +1,255 @@
+// The procedural textures ("protex.*"): what holds for the whole family.
+// Sizes, depths, an untouched source and a seed's fixed bytes come from the
+// contract suite; here: a texture without source weight ignores the source,
+// "rand" varies the picture and stores values that read back, degenerate
+// parameters finish, and fBm of one octave is the noise itself.
+#include "bitmapfx_test_util.h"
+
+#include "gfx/2d/bitmap/effects/proctext/protex.h"
+#include "gfx/2d/bitmap/effects/proctext/terrain.h"
+#include "support/capture.h"
+#include "xmath/xnoise.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+using fxtest::owned;
+
+namespace {
+
+const char *const textures[] = {
+    "protex.marble",
+    "protex.granite",
+    "protex.horizontal-wood",
+    "protex.vertical-wood",
+    "protex.turbulent-wood",
+    "protex.planet",
+    "protex.leopard",
+    "protex.zebra",
+    "protex.agate",
+    "protex.sinus",
+    "protex.onion",
+    "protex.fbm",
+    "protex.multi-fractal",
+    "protex.hybrid-multi-fractal",
+    "protex.rigid-multi-fractal",
+    "protex.hetero-terrain",
+    "protex.multi-color",
+};
+
+bool has_parameter(bitmapfx_driver *driver, const char *key) {
+    for (const bitmapfx_parameter *p = driver->param_list; p->key; ++p)
+        if (std::strcmp(p->key, key) == 0)
+            return true;
+    return false;
+}
+
+void set_grey(bitmapfx_driver *driver, const char *key, double value) {
+    const rgbscalar grey = {value, value, value};
+    bitmapfx_talk(driver, key, &grey);
+}
+
+class ProtexFamily : public testing::TestWithParam<const char *> {
+  protected:
+    static void SetUpTestSuite() { fxtest::register_library_effects(); }
+    void SetUp() override {
+        driver_ = bitmapfx_find_driver(GetParam());
+        ASSERT_NE(driver_, nullptr);
+    }
+    owned run(const bitmap *source) { return owned(bitmapfx_simple(driver_, source)); }
+    owned run_after_rand(const bitmap *source, std::uint32_t seed) {
+        fxtest::seeded_random random(seed);
+        bitmapfx_call(driver_, "rand");
+        return run(source);
+    }
+
+    bitmapfx_driver *driver_ = nullptr;
+    fxtest::quiet_progress quiet_;
+    message_capture capture_;
+};
+
+TEST_P(ProtexFamily, WithoutSourceWeightTheSourceLeavesNoTrace) {
+    fxtest::parameter_snapshot keep(driver_);
+    if (has_parameter(driver_, "sblend"))
+        set_grey(driver_, "sblend", 0.0);
+    if (has_parameter(driver_, "tblend"))
+        set_grey(driver_, "tblend", 1.0);
+    owned photo(fxtest::photo_like(64, 48));
+    owned clouds(fxtest::plasma_picture(64, 48));
+    ASSERT_FALSE(bitmap_compare(photo.get(), clouds.get(), 1));
+    owned over_photo = run(photo.get()), over_clouds = run(clouds.get());
+    ASSERT_NE(over_photo, nullptr);
+    EXPECT_TRUE(bitmap_compare(over_photo.get(), over_clouds.get(), 1));
+
+    // A 32-bit source keeps its alpha bytes.
+    owned with_alpha(bitmap_upgrade(photo.get(), 32));
+    for (std::size_t i = 3; i < bitmap_bytesize(with_alpha.get()); i += 4)
+        with_alpha->bits[i] = static_cast<std::uint8_t>(i / 4 * 7);
+    owned textured = run(with_alpha.get());
+    ASSERT_EQ(textured->bpp, 32);
+    for (std::size_t i = 3; i < bitmap_bytesize(textured.get()); i += 4)
+        ASSERT_EQ(textured->bits[i], with_alpha->bits[i]) << i;
+}
+
+TEST_P(ProtexFamily, RandVariesThePictureAndStoresValuesThatReadBack) {
+    fxtest::parameter_snapshot keep(driver_);
+    owned source(fxtest::photo_like(48, 32));
+    owned first = run_after_rand(source.get(), 11u);
+    owned second = run_after_rand(source.get(), 12u);
+    EXPECT_FALSE(bitmap_compare(first.get(), second.get(), 1)) << "two draws, one picture";
+
+    for (std::uint32_t seed = 1; seed <= 25; ++seed) {
+        fxtest::seeded_random random(seed);
+        bitmapfx_call(driver_, "rand");
+        for (bitmapfx_parameter *p = driver_->param_list; p->key; ++p) {
+            if (!p->write_flag)
+                continue;
+            char text[DTYPE_TEXT_MAX];
+            bitmapfx_print_parameter(p, text);
+            std::string before(static_cast<const char *>(p->value), p->size);
+            ASSERT_EQ(bitmapfx_shout(driver_->name, p->key, text), 1) << p->key << " " << text;
+            EXPECT_EQ(std::string(static_cast<const char *>(p->value), p->size), before)
+                << "seed " << seed << ": " << p->key << " prints as '" << text
+                << "', which reads back as another value";
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Textures, ProtexFamily, testing::ValuesIn(textures),
+                         [](const testing::TestParamInfo<const char *> &info) {
+                             std::string name = std::string(info.param).substr(7);
+                             for (char &c : name)
+                                 if (c == '-')
+                                     c = '_';
+                             return name;
+                         });
+
+// Parameters far outside their ranges: each run finishes with a picture of
+// the source's size, and what was capped or cut short is said.
+struct degenerate {
+    const char *driver;
+    const char *key;
+    std::uint32_t type;
+    double value;
+    const char *said; // a verbose line's part, or null
+};
+
+const degenerate degenerates[] = {
+    {"protex.fbm", "octaves", DTYPE_INT, 0, nullptr},
+    {"protex.fbm", "octaves", DTYPE_INT, 1000, "1000 octaves capped to 24"},
+    {"protex.rigid-multi-fractal", "octaves", DTYPE_INT, -7, nullptr},
+    {"protex.hetero-terrain", "lacunarity", DTYPE_DOUBLE, 0, "octaves stop at"},
+    {"protex.hybrid-multi-fractal", "increment", DTYPE_DOUBLE, -1e6, "octaves stop at"},
+    {"protex.multi-fractal", "lacunarity", DTYPE_DOUBLE, -2, "octaves stop at"},
+    {"protex.fbm", "frequency", DTYPE_DOUBLE, 1e300, nullptr},
+    {"protex.fbm", "vplus", DTYPE_DOUBLE, -1e300, nullptr},
+    {"protex.hetero-terrain", "dnoise", DTYPE_DOUBLE, 1e200, nullptr},
+    {"protex.marble", "turbulence_iter", DTYPE_INT, 1000, "capped to 24"},
+    {"protex.marble", "turbulence_iter", DTYPE_INT, -5, nullptr},
+    {"protex.granite", "sfreq", DTYPE_DOUBLE, 1e300, nullptr},
+    {"protex.planet", "csize", DTYPE_DOUBLE, 0, nullptr},
+    {"protex.planet", "csize", DTYPE_DOUBLE, 1e-300, "octaves stop at"},
+    {"protex.horizontal-wood", "board", DTYPE_DOUBLE, 1e-9, nullptr},
+    {"protex.vertical-wood", "board", DTYPE_DOUBLE, -3, nullptr},
+    {"protex.turbulent-wood", "vscale", DTYPE_DOUBLE, 1e15, nullptr},
+    {"protex.agate", "tscale", DTYPE_DOUBLE, 1e300, nullptr},
+    {"protex.onion", "vscale", DTYPE_DOUBLE, -4, nullptr},
+    {"protex.multi-color", "vplus", DTYPE_DOUBLE, 1e18, nullptr},
+};
+
+TEST(ProtexDegenerate, ExtremeParametersFinishAndSaySo) {
+    fxtest::register_library_effects();
+    fxtest::quiet_progress quiet;
+    for (const degenerate &d : degenerates) {
+        SCOPED_TRACE(std::string(d.driver) + " " + d.key + " " + std::to_string(d.value));
+        bitmapfx_driver *driver = bitmapfx_find_driver(d.driver);
+        ASSERT_NE(driver, nullptr);
+        fxtest::parameter_snapshot keep(driver);
+        if (d.type == DTYPE_INT) {
+            const std::int32_t v = static_cast<std::int32_t>(d.value);
+            bitmapfx_talk(driver, d.key, &v);
+        } else {
+            bitmapfx_talk(driver, d.key, &d.value);
+        }
+        for (int side : {1, 37}) {
+            message_capture capture;
+            owned source(fxtest::photo_like(side, side * 2 / 3 + 1));
+            owned target(bitmapfx_simple(driver, source.get()));
+            ASSERT_NE(target, nullptr);
+            EXPECT_EQ(target->xsize, source->xsize);
+            EXPECT_EQ(target->ysize, source->ysize);
+            if (d.said) {
+                EXPECT_TRUE(capture.said(d.said));
+            }
+        }
+    }
+}
+
+TEST(ProtexDegenerate, ZeroScaleGivesOneColour) {
+    fxtest::register_library_effects();
+    fxtest::quiet_progress quiet;
+    for (const char *name : {"protex.marble", "protex.planet", "protex.fbm", "protex.zebra"}) {
+        bitmapfx_driver *driver = bitmapfx_find_driver(name);
+        fxtest::parameter_snapshot keep(driver);
+        const double zero = 0.0;
+        bitmapfx_talk(driver, "vscale", &zero);
+        set_grey(driver, "tblend", 1.0);
+        if (has_parameter(driver, "sblend"))
+            set_grey(driver, "sblend", 0.0);
+        owned source(fxtest::photo_like(20, 10));
+        owned target(bitmapfx_simple(driver, source.get()));
+        for (std::size_t i = 3; i < bitmap_bytesize(target.get()); ++i)
+            ASSERT_EQ(target->bits[i], target->bits[i % 3]) << name << " at byte " << i;
+    }
+}
+
+TEST(ProtexFbm, OneOctaveIsTheNoiseThroughTheRamp) {
+    fxtest::register_library_effects();
+    fxtest::quiet_progress quiet;
+    bitmapfx_driver *fbm = bitmapfx_find_driver("protex.fbm");
+    fxtest::parameter_snapshot keep(fbm);
+    const std::int32_t one = 1;
+    const double vscale = 3.0, vplus = 1.25, frequency = 1.5, snoise = 0.5, none = 0.0;
+    bitmapfx_talk(fbm, "octaves", &one);
+    bitmapfx_talk(fbm, "vscale", &vscale);
+    bitmapfx_talk(fbm, "vplus", &vplus);
+    bitmapfx_talk(fbm, "frequency", &frequency);
+    bitmapfx_talk(fbm, "snoise", &snoise);
+    bitmapfx_talk(fbm, "dnoise", &none);
+    set_grey(fbm, "basic_color", 0.0);
+    set_grey(fbm, "strip_color", 1.0);
+    set_grey(fbm, "sblend", 0.0);
+    set_grey(fbm, "tblend", 1.0);
+
+    const int width = 80, height = 50;
+    owned source(fxtest::photo_like(width, height));
+    owned target(bitmapfx_simple(fbm, source.get()));
+    ASSERT_NE(target, nullptr);
+    int exact = 0;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            // The picture's centre at (vplus, vplus), its longer side vscale
+            // units across, the plane z = vplus + slice.
+            const double px = ((x + 0.5 - width / 2.0) / width * vscale + vplus) * frequency;
+            const double py = ((y + 0.5 - height / 2.0) / width * vscale + vplus) * frequency;
+            const double pz = (vplus + protex::slice) * frequency;
+            const float n =
+                xnoise(static_cast<float>(px), static_cast<float>(py), static_cast<float>(pz));
+            // Black to white through the relief ramp (with its contour lines).
+            const protex::colour grey =
+                protex::terrain::relief({0, 0, 0}, {1, 1, 1}, 0.5f + 0.5f * n);
+            const int want = static_cast<int>(std::lround(255.0 * grey.r));
+            const std::uint8_t *pixel = bitmap_boffset(target.get(), x, y);
+            for (int c = 0; c < 3; ++c)
+                ASSERT_LE(std::abs(pixel[c] - want), 1) << x << "," << y;
+            exact += pixel[0] == want;
+        }
+    // Off by one only where rounding meets float noise.
+    EXPECT_GT(exact, width * height * 9 / 10);
+}
+
+} // namespace
