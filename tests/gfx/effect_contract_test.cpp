@@ -4,6 +4,7 @@
 // after "rand"), and the effect does something.  Drivers differ from the
 // default expectations only through their row in `facts` below.
 #include "gfx/bitmapfx_test_util.h"
+#include "gfx/ray_standins.h"
 #include "support/capture.h"
 
 #include <functional>
@@ -37,6 +38,9 @@ struct driver_facts {
 const driver_facts facts[] = {
     {.name = "quant.fast", .out_bpp = 8},
     {.name = "quant.slow", .out_bpp = 8},
+    // Runs the background and flare effects it names.
+    {.name = "raytrace",
+     .prepare = [](bitmapfx_driver *, const bitmap *) { fxtest::register_ray_standins(); }},
 };
 
 const driver_facts &facts_of(const std::string &name) {

@@ -4,6 +4,7 @@ bitmapfx_driver *const bitmapfx_builtin_drivers[] = {
     &bitmapfx_quant_fast_driver,
     &bitmapfx_quant_slow_driver,
     &bitmapfx_plasma_standard_driver,
+    &bitmapfx_raytrace_driver,
     nullptr,
 };
 

@@ -10,6 +10,7 @@
 extern bitmapfx_driver bitmapfx_plasma_standard_driver; // "plasma.standard", plasma.cpp
 extern bitmapfx_driver bitmapfx_quant_fast_driver;      // "quant.fast", fquant.cpp
 extern bitmapfx_driver bitmapfx_quant_slow_driver;      // "quant.slow", squant.cpp
+extern bitmapfx_driver bitmapfx_raytrace_driver;        // "raytrace", ray/raytrace.cpp
 
 // Every built-in driver in registration order; null ends the list.
 extern bitmapfx_driver *const bitmapfx_builtin_drivers[];
