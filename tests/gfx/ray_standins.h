@@ -10,8 +10,8 @@
 // its procedures for the length of a scope.
 #pragma once
 
+#include "bitmapfx_test_util.h"
 #include "gfx/2d/bitmap/effects/ray/raytrace.h"
-#include "gfx/bitmapfx_test_util.h"
 
 #include <array>
 #include <string>

@@ -694,7 +694,8 @@ TEST_F(Raytrace, TheHigherIndexWinsAndTheIgnoredObjectIsSkipped) {
     ray_hit hit{};
     EXPECT_EQ(ray_intersect(scene, ahead, hit), 1);
     EXPECT_FLOAT_EQ(hit.t, 9.0f);
-    EXPECT_EQ(ray_intersect_primary(scene, ahead.direction, hit), 1);
+    EXPECT_EQ(ray_intersect_from(scene, scene.primary, ahead.direction, -1, hit), 1);
+    EXPECT_FLOAT_EQ(hit.t, 9.0f);
     const ray_ray leaving_one = {eye, {0, 0, 1}, 0.0f, 1};
     EXPECT_EQ(ray_intersect(scene, leaving_one, hit), 0);
     EXPECT_FLOAT_EQ(hit.t, 4.0f);
@@ -705,7 +706,7 @@ TEST_F(Raytrace, TheHigherIndexWinsAndTheIgnoredObjectIsSkipped) {
     // Second-generation rays: a hit is black, a miss is the background.
     scene.background_mode = 0;
     scene.background = {0.25f, 0.5f, 0.75f};
-    const ray_context context = {&scene, 0, 0};
+    const ray_context context = {&scene, 0, 0, nullptr};
     raycolor colour;
     ray_trace(context, ahead, 2, colour);
     EXPECT_EQ(colour.r + colour.g + colour.b, 0.0f);

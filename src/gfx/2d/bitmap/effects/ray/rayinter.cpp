@@ -47,18 +47,21 @@ void copy_sqrt_table() {
     sqrt_ready = true;
 }
 
+typedef std::int32_t ray_v4i __attribute__((vector_size(16)));
+typedef std::uint32_t ray_v4u __attribute__((vector_size(16)));
+
 ray_v4f splat(float value) {
     return ray_v4f{value, value, value, value};
 }
 
 // Bit i set when lane i of the comparison is true.
-int lane_bits(ray_v4f less_than_zero) {
+int lane_bits(ray_v4f mask) {
 #if defined(__SSE__)
-    return _mm_movemask_ps(less_than_zero);
+    return _mm_movemask_ps(mask);
 #else
     int bits = 0;
     for (int lane = 0; lane < 4; ++lane)
-        bits |= (std::bit_cast<std::array<std::uint32_t, 4>>(less_than_zero)[lane] >> 31) << lane;
+        bits |= (std::bit_cast<std::array<std::uint32_t, 4>>(mask)[lane] >> 31) << lane;
     return bits;
 #endif
 }
@@ -70,10 +73,8 @@ int sphere_candidates(ray_v4f disc) {
 }
 
 // The square's determinants expanded along the first column.  With
-// w = p0 - origin the parameters solve u e1 + v e2 + t d = w; `tnum` is the
-// numerator of t when the caller has it already (primary rays), else null.
-bool square_solve(const ray_square_fast &q, const rayvec &w, const float *tnum, const rayvec &d,
-                  float &t) {
+// w = p0 - origin the parameters solve u e1 + v e2 + t d = w.
+bool square_solve(const ray_square_fast &q, const rayvec &w, const rayvec &d, float &t) {
     const rayvec &e1 = q.e1, &e2 = q.e2;
     const float m1 = e2.y * d.z - d.y * e2.z;
     const float m2 = e2.x * d.z - d.x * e2.z;
@@ -81,34 +82,36 @@ bool square_solve(const ray_square_fast &q, const rayvec &w, const float *tnum, 
     const float det = e1.x * m1 - e1.y * m2 + e1.z * m3;
     if (std::fabs(static_cast<double>(det)) < 1e-05)
         return false;
-    const float numerator = tnum ? *tnum
-                                 : e1.x * (e2.y * w.z - w.y * e2.z) -
-                                       e1.y * (e2.x * w.z - w.x * e2.z) +
-                                       e1.z * (e2.x * w.y - w.x * e2.y);
+    const float numerator = e1.x * (e2.y * w.z - w.y * e2.z) - e1.y * (e2.x * w.z - w.x * e2.z) +
+                            e1.z * (e2.x * w.y - w.x * e2.y);
     const float tt = numerator / det;
-    if (!(tt > 0))
-        return false;
     const float u = (w.x * m1 - w.y * m2 + w.z * m3) / det;
-    if (!(u >= 0 && u <= 1))
-        return false;
     const float n1 = w.y * d.z - d.y * w.z;
     const float n2 = w.x * d.z - d.x * w.z;
     const float n3 = w.x * d.y - d.x * w.y;
     const float v = (e1.x * n1 - e1.y * n2 + e1.z * n3) / det;
-    if (!(v >= 0 && v <= 1))
+    if (!(tt > 0 && u >= 0 && u <= 1 && v >= 0 && v <= 1))
         return false;
     t = tt;
     return true;
 }
 
-float square_numerator(const ray_square_fast &q, const rayvec &w) {
-    const rayvec &e1 = q.e1, &e2 = q.e2;
-    return e1.x * (e2.y * w.z - w.y * e2.z) - e1.y * (e2.x * w.z - w.x * e2.z) +
-           e1.z * (e2.x * w.y - w.x * e2.y);
-}
+// The float below which |det| counts as 0: |det| < 1e-05 compared in double
+// holds exactly when the float |det| is below the first float above 1e-05.
+const float flat_det = [] {
+    float f = static_cast<float>(1e-05);
+    while (static_cast<double>(f) < 1e-05)
+        f = std::nextafterf(f, 1.0f);
+    while (static_cast<double>(std::nextafterf(f, 0.0f)) >= 1e-05)
+        f = std::nextafterf(f, 0.0f);
+    return f;
+}();
 
 int sphere_count(const ray_scene &scene) {
     return static_cast<int>(scene.spheres.size());
+}
+int square_count(const ray_scene &scene) {
+    return static_cast<int>(scene.squares.size());
 }
 
 // The sphere test up to its distance; false when the ray misses or the
@@ -133,51 +136,106 @@ bool sphere_distance(const ray_sphere &s, const ray_ray &ray, float &t) {
     return !(t <= 0);
 }
 
-// Spheres from the last to the first: the disc of four at a time, then the
-// whole scalar test for each lane that may hit, highest lane first.  `any`
-// only asks whether something is hit (no normal).
-template <bool any> int spheres_walk(const ray_scene &scene, const ray_ray &ray, ray_hit &hit) {
-    const ray_v4f ox = splat(ray.origin.x), oy = splat(ray.origin.y), oz = splat(ray.origin.z);
-    const ray_v4f dx = splat(ray.direction.x), dy = splat(ray.direction.y),
-                  dz = splat(ray.direction.z);
-    const int count = sphere_count(scene);
-    for (int g = scene.sphere_groups - 1; g >= 0; --g) {
-        const ray_v4f ocx = ox - scene.sx[g], ocy = oy - scene.sy[g], ocz = oz - scene.sz[g];
-        const ray_v4f b = dx * ocx + dy * ocy + dz * ocz;
-        const ray_v4f bb = splat(2.0f) * b;
-        const ray_v4f c = ocx * ocx + ocy * ocy + ocz * ocz;
-        const ray_v4f disc = bb * bb - splat(4.0f) * (c - scene.sr[g]);
-        int lanes = sphere_candidates(disc);
-        while (lanes) {
-            const int lane = 31 - __builtin_clz(static_cast<unsigned>(lanes));
-            lanes &= ~(1 << lane);
-            const int object = g * 4 + lane;
-            if (object >= count || object == ray.ignore)
-                continue;
-            if (any ? sphere_distance(scene.spheres[object], ray, hit.t)
-                    : ray_sphere_intersect(scene, object, ray, hit))
-                return object;
-        }
-    }
-    return -1;
+// The lanes of four squares of group g that the ray from the origin hits
+// (bit i for lane i), with their distances in t: the one-square test in
+// every lane, without its early exits.
+[[gnu::always_inline]] inline int square_lanes(const ray_scene &s, const ray_origin &o, int g,
+                                               const ray_v4f &dx, const ray_v4f &dy,
+                                               const ray_v4f &dz, ray_v4f &t) {
+    const ray_square_group &q = s.square_group[g];
+    const ray_square_from &f = o.squares[g];
+    const ray_v4f e1x = q.e1x, e1y = q.e1y, e1z = q.e1z;
+    const ray_v4f e2x = q.e2x, e2y = q.e2y, e2z = q.e2z;
+    const ray_v4f wx = f.wx, wy = f.wy, wz = f.wz;
+    const ray_v4f m1 = e2y * dz - dy * e2z;
+    const ray_v4f m2 = e2x * dz - dx * e2z;
+    const ray_v4f m3 = e2x * dy - dx * e2y;
+    const ray_v4f det = e1x * m1 - e1y * m2 + e1z * m3;
+    t = f.tn / det;
+    const ray_v4f u = (wx * m1 - wy * m2 + wz * m3) / det;
+    const ray_v4f n1 = wy * dz - dy * wz;
+    const ray_v4f n2 = wx * dz - dx * wz;
+    const ray_v4f n3 = wx * dy - dx * wy;
+    const ray_v4f v = (e1x * n1 - e1y * n2 + e1z * n3) / det;
+    const auto magnitude = std::bit_cast<ray_v4f>(std::bit_cast<ray_v4i>(det) & 0x7fffffff);
+    const auto hit = ~(magnitude < splat(flat_det)) & (t > splat(0.0f)) & (u >= splat(0.0f)) &
+                     (u <= splat(1.0f)) & (v >= splat(0.0f)) & (v <= splat(1.0f));
+    return lane_bits(std::bit_cast<ray_v4f>(hit));
 }
 
-// Any object at all on the ray (shadow rays, and rays whose hit would be
-// shaded black): which one does not matter, so the walk stops at the first.
-bool ray_blocked(const ray_scene &scene, const ray_ray &ray) {
-    const int spheres = sphere_count(scene);
-    for (int q = static_cast<int>(scene.fast_squares.size()) - 1; q >= 0; --q) {
-        if (spheres + q == ray.ignore)
+// ray_fast_sqrt in four lanes.
+ray_v4f fast_sqrt4(const ray_v4f &x) {
+    const ray_v4u bits = std::bit_cast<ray_v4u>(x);
+    const ray_v4i exponent = std::bit_cast<ray_v4i>(bits >> 23) - 127;
+    const ray_v4u index = ((bits >> 16) & 0x7fu) + std::bit_cast<ray_v4u>(exponent & 1) * 128u;
+    const ray_v4u half = std::bit_cast<ray_v4u>((exponent >> 1) + 127);
+    const ray_v4u mantissa = {sqrt_mantissa[index[0]], sqrt_mantissa[index[1]],
+                              sqrt_mantissa[index[2]], sqrt_mantissa[index[3]]};
+    const ray_v4f root = std::bit_cast<ray_v4f>((half << 23) + mantissa);
+    return x == splat(0.0f) ? splat(0.0f) : root;
+}
+
+// The rest of the sphere test for the lanes whose disc is not negative:
+// the lanes hit in front of the origin, with their distances in t.
+[[gnu::noinline]] int sphere_hits(const ray_v4f &bb, const ray_v4f &disc, int candidates,
+                                  ray_v4f &t) {
+    const ray_v4f root = fast_sqrt4(disc);
+    const ray_v4f zero = splat(0.0f);
+    ray_v4f t1 = (-bb + root) * splat(0.5f);
+    ray_v4f t2 = splat(0.5f) * (-bb - root);
+    t1 = t1 <= zero ? t2 : t1;
+    t2 = t2 <= zero ? t1 : t2;
+    t = t2 < t1 ? t2 : t1;
+    return candidates & ~lane_bits(std::bit_cast<ray_v4f>(t <= zero));
+}
+
+// The sphere test for four spheres from the origin's shared values: the
+// lanes hit in front of the origin, with their distances in t.
+[[gnu::always_inline]] inline int sphere_lanes(const ray_origin &o, int g, const ray_v4f &dx,
+                                               const ray_v4f &dy, const ray_v4f &dz, ray_v4f &t) {
+    const ray_sphere_from &f = o.spheres[g];
+    const ray_v4f b = dx * f.ox + dy * f.oy + dz * f.oz;
+    const ray_v4f bb = splat(2.0f) * b;
+    const ray_v4f disc = bb * bb - f.k;
+    const int candidates = sphere_candidates(disc);
+    if (!candidates) [[likely]]
+        return 0;
+    return sphere_hits(bb, disc, candidates, t);
+}
+
+int highest_lane(int lanes) {
+    return 31 - __builtin_clz(static_cast<unsigned>(lanes));
+}
+
+// Clears the lane of object `ignore` when it lies in the group starting at
+// object `first`.
+int without(int lanes, int first, int ignore) {
+    const int lane = ignore - first;
+    return lane >= 0 && lane < 4 ? lanes & ~(1 << lane) : lanes;
+}
+
+// Spheres from the last to the first, four at a time; the normal is worked
+// out for the one returned.  `any` only asks whether something is hit.
+template <bool any>
+int spheres_walk(const ray_scene &scene, const ray_origin &o, const rayvec &d, int ignore,
+                 ray_hit &hit) {
+    const ray_v4f dx = splat(d.x), dy = splat(d.y), dz = splat(d.z);
+    const int count = sphere_count(scene);
+    for (int g = scene.sphere_groups - 1; g >= 0; --g) {
+        ray_v4f t;
+        int lanes = without(sphere_lanes(o, g, dx, dy, dz, t), 4 * g, ignore);
+        if (4 * g + 4 > count)
+            lanes &= (1 << (count - 4 * g)) - 1;
+        if (!lanes)
             continue;
-        const ray_square_fast &square = scene.fast_squares[q];
-        rayvec w;
-        rayvec_sub(&w, &square.p0, &ray.origin);
-        float t;
-        if (square_solve(square, w, nullptr, ray.direction, t))
-            return true;
+        const int object = 4 * g + highest_lane(lanes);
+        if (!any) {
+            const ray_ray ray = {o.point, d, 0.0f, ignore};
+            ray_sphere_intersect(scene, object, ray, hit);
+        }
+        return object;
     }
-    ray_hit hit;
-    return spheres_walk<true>(scene, ray, hit) >= 0;
+    return -1;
 }
 
 } // namespace
@@ -257,24 +315,28 @@ void add_lights(ray_scene &scene, const ray_parameters &p) {
 
 void ray_prepare(ray_scene &scene) {
     copy_sqrt_table();
-    const int count = sphere_count(scene);
-    scene.sphere_groups = (count + 3) / 4;
-    const std::size_t groups = static_cast<std::size_t>(scene.sphere_groups);
-    // Padding lanes: radius value -inf makes disc -inf, never a candidate.
+    const int spheres = sphere_count(scene), squares = square_count(scene);
+    scene.sphere_groups = (spheres + 3) / 4;
+    scene.square_groups = (squares + 3) / 4;
+    const std::size_t sg = static_cast<std::size_t>(scene.sphere_groups);
+    const std::size_t qg = static_cast<std::size_t>(scene.square_groups);
+    // Padding spheres: radius value -inf makes disc -inf, never a candidate.
+    // Padding squares: zero edges make det 0, never a hit.
     const float none = -std::numeric_limits<float>::infinity();
-    scene.sx.assign(groups, splat(0.0f));
-    scene.sy.assign(groups, splat(0.0f));
-    scene.sz.assign(groups, splat(0.0f));
-    scene.sr.assign(groups, splat(none));
-    for (int i = 0; i < count; ++i) {
+    scene.sphere_group.assign(sg, {splat(0.0f), splat(0.0f), splat(0.0f), splat(none)});
+    const ray_v4f zero = splat(0.0f);
+    scene.square_group.assign(qg, {zero, zero, zero, zero, zero, zero, zero, zero, zero});
+    for (int i = 0; i < spheres; ++i) {
         const ray_sphere &s = scene.spheres[i];
-        scene.sx[i / 4][i % 4] = s.centre.x;
-        scene.sy[i / 4][i % 4] = s.centre.y;
-        scene.sz[i / 4][i % 4] = s.centre.z;
-        scene.sr[i / 4][i % 4] = s.radius;
+        ray_sphere_group &group = scene.sphere_group[i / 4];
+        group.x[i % 4] = s.centre.x;
+        group.y[i % 4] = s.centre.y;
+        group.z[i % 4] = s.centre.z;
+        group.r[i % 4] = s.radius;
     }
     scene.fast_squares.clear();
-    for (const ray_square &q : scene.squares) {
+    for (int i = 0; i < squares; ++i) {
+        const ray_square &q = scene.squares[i];
         ray_square_fast f;
         f.p0 = q.p0;
         rayvec_sub(&f.e1, &q.p0, &q.p1);
@@ -284,33 +346,52 @@ void ray_prepare(ray_scene &scene) {
                           e1.x * e2.y - e2.x * e1.y};
         rayvec_norm(&f.normal, &n);
         scene.fast_squares.push_back(f);
+        ray_square_group &group = scene.square_group[i / 4];
+        const int lane = i % 4;
+        group.px[lane] = f.p0.x;
+        group.py[lane] = f.p0.y;
+        group.pz[lane] = f.p0.z;
+        group.e1x[lane] = e1.x;
+        group.e1y[lane] = e1.y;
+        group.e1z[lane] = e1.z;
+        group.e2x[lane] = e2.x;
+        group.e2y[lane] = e2.y;
+        group.e2z[lane] = e2.z;
+    }
+}
+
+void ray_origin_set(const ray_scene &scene, ray_origin &o, const rayvec &point) {
+    o.point = point;
+    const std::size_t sg = static_cast<std::size_t>(scene.sphere_groups);
+    const std::size_t qg = static_cast<std::size_t>(scene.square_groups);
+    if (o.spheres.size() != sg)
+        o.spheres.resize(sg);
+    if (o.squares.size() != qg)
+        o.squares.resize(qg);
+    const ray_v4f px = splat(point.x), py = splat(point.y), pz = splat(point.z);
+    for (std::size_t g = 0; g < sg; ++g) {
+        const ray_sphere_group &s = scene.sphere_group[g];
+        ray_sphere_from &f = o.spheres[g];
+        f.ox = px - s.x;
+        f.oy = py - s.y;
+        f.oz = pz - s.z;
+        const ray_v4f c = f.ox * f.ox + f.oy * f.oy + f.oz * f.oz;
+        f.k = splat(4.0f) * (c - s.r);
+    }
+    for (std::size_t g = 0; g < qg; ++g) {
+        const ray_square_group &q = scene.square_group[g];
+        ray_square_from &f = o.squares[g];
+        const ray_v4f wx = q.px - px, wy = q.py - py, wz = q.pz - pz;
+        f.wx = wx;
+        f.wy = wy;
+        f.wz = wz;
+        f.tn = q.e1x * (q.e2y * wz - wy * q.e2z) - q.e1y * (q.e2x * wz - wx * q.e2z) +
+               q.e1z * (q.e2x * wy - wx * q.e2y);
     }
 }
 
 void ray_prepare_primary(ray_scene &scene, const rayvec &eye) {
-    scene.primary_origin = eye;
-    const std::size_t groups = static_cast<std::size_t>(scene.sphere_groups);
-    scene.px.resize(groups);
-    scene.py.resize(groups);
-    scene.pz.resize(groups);
-    scene.pk.resize(groups);
-    for (std::size_t g = 0; g < groups; ++g) {
-        const ray_v4f ocx = splat(eye.x) - scene.sx[g], ocy = splat(eye.y) - scene.sy[g],
-                      ocz = splat(eye.z) - scene.sz[g];
-        scene.px[g] = ocx;
-        scene.py[g] = ocy;
-        scene.pz[g] = ocz;
-        const ray_v4f c = ocx * ocx + ocy * ocy + ocz * ocz;
-        scene.pk[g] = splat(4.0f) * (c - scene.sr[g]);
-    }
-    scene.square_w.clear();
-    scene.square_tnum.clear();
-    for (const ray_square_fast &q : scene.fast_squares) {
-        rayvec w;
-        rayvec_sub(&w, &q.p0, &eye);
-        scene.square_w.push_back(w);
-        scene.square_tnum.push_back(square_numerator(q, w));
-    }
+    ray_origin_set(scene, scene.primary, eye);
 }
 
 bool ray_sphere_intersect(const ray_scene &scene, int object, const ray_ray &ray, ray_hit &hit) {
@@ -333,7 +414,7 @@ bool ray_square_intersect(const ray_scene &scene, int object, const ray_ray &ray
     rayvec w;
     rayvec_sub(&w, &q.p0, &ray.origin);
     float t;
-    if (!square_solve(q, w, nullptr, ray.direction, t))
+    if (!square_solve(q, w, ray.direction, t))
         return false;
     hit.t = t;
     hit.normal = q.normal;
@@ -341,44 +422,43 @@ bool ray_square_intersect(const ray_scene &scene, int object, const ray_ray &ray
     return true;
 }
 
+// One object at a time through each object's own test.
 int ray_intersect(const ray_scene &scene, const ray_ray &ray, ray_hit &hit) {
-    const int spheres = sphere_count(scene);
-    for (int q = static_cast<int>(scene.fast_squares.size()) - 1; q >= 0; --q) {
-        const int object = spheres + q;
-        if (object != ray.ignore && ray_square_intersect(scene, object, ray, hit))
-            return object;
-    }
-    return spheres_walk<false>(scene, ray, hit);
+    for (int i = static_cast<int>(scene.objects.size()) - 1; i >= 0; --i)
+        if (i != ray.ignore && scene.objects[i].intersect(scene, i, ray, hit))
+            return i;
+    return -1;
 }
 
-int ray_intersect_primary(const ray_scene &scene, const rayvec &d, ray_hit &hit) {
+int ray_intersect_from(const ray_scene &scene, const ray_origin &o, const rayvec &d, int ignore,
+                       ray_hit &hit) {
     const int spheres = sphere_count(scene);
-    for (int q = static_cast<int>(scene.fast_squares.size()) - 1; q >= 0; --q) {
-        const ray_square_fast &square = scene.fast_squares[q];
-        float t;
-        if (square_solve(square, scene.square_w[q], &scene.square_tnum[q], d, t)) {
-            hit.t = t;
-            hit.normal = square.normal;
-            hit.object = spheres + q;
+    const ray_v4f dx = splat(d.x), dy = splat(d.y), dz = splat(d.z);
+    for (int g = scene.square_groups - 1; g >= 0; --g) {
+        ray_v4f t;
+        const int lanes =
+            without(square_lanes(scene, o, g, dx, dy, dz, t), spheres + 4 * g, ignore);
+        if (lanes) {
+            const int lane = highest_lane(lanes);
+            hit.t = t[lane];
+            hit.normal = scene.fast_squares[4 * g + lane].normal;
+            hit.object = spheres + 4 * g + lane;
             return hit.object;
         }
     }
+    return spheres_walk<false>(scene, o, d, ignore, hit);
+}
+
+bool ray_blocked_from(const ray_scene &scene, const ray_origin &o, const rayvec &d, int ignore) {
+    const int spheres = sphere_count(scene);
     const ray_v4f dx = splat(d.x), dy = splat(d.y), dz = splat(d.z);
-    const ray_ray ray = {scene.primary_origin, d, 0.0f, -1};
-    for (int g = scene.sphere_groups - 1; g >= 0; --g) {
-        const ray_v4f b = dx * scene.px[g] + dy * scene.py[g] + dz * scene.pz[g];
-        const ray_v4f bb = splat(2.0f) * b;
-        const ray_v4f disc = bb * bb - scene.pk[g];
-        int lanes = sphere_candidates(disc);
-        while (lanes) {
-            const int lane = 31 - __builtin_clz(static_cast<unsigned>(lanes));
-            lanes &= ~(1 << lane);
-            const int object = g * 4 + lane;
-            if (object < spheres && ray_sphere_intersect(scene, object, ray, hit))
-                return object;
-        }
+    for (int g = scene.square_groups - 1; g >= 0; --g) {
+        ray_v4f t;
+        if (without(square_lanes(scene, o, g, dx, dy, dz, t), spheres + 4 * g, ignore))
+            return true;
     }
-    return -1;
+    ray_hit hit;
+    return spheres_walk<true>(scene, o, d, ignore, hit) >= 0;
 }
 
 void ray_background(const ray_context &context, const ray_ray &ray, raycolor &colour) {
@@ -420,6 +500,29 @@ void ray_background(const ray_context &context, const ray_ray &ray, raycolor &co
     colour = {grey, grey, grey};
 }
 
+namespace {
+
+// A secondary ray from the origin's point: traced at depth 1, or only
+// looked along at depth 2, where any hit is shaded black.
+void trace_from(const ray_context &context, const ray_origin &from, const ray_ray &ray, int depth,
+                raycolor &colour) {
+    const ray_scene &scene = *context.scene;
+    if (depth > 1) {
+        if (ray_blocked_from(scene, from, ray.direction, ray.ignore))
+            colour = {0.0f, 0.0f, 0.0f};
+        else
+            ray_background(context, ray, colour);
+        return;
+    }
+    ray_hit hit;
+    if (ray_intersect_from(scene, from, ray.direction, ray.ignore, hit) >= 0)
+        ray_shade(context, hit, ray, depth, colour);
+    else
+        ray_background(context, ray, colour);
+}
+
+} // namespace
+
 void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ray, int depth,
                raycolor &colour) {
     if (depth > 1) {
@@ -434,6 +537,10 @@ void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ra
     rayvec p;
     rayvec_product2(&p, &d, hit.t);
     rayvec_plus(&p, &ray.origin);
+    // Every ray from here (shadows, reflection, refraction) shares p.
+    ray_origin own;
+    ray_origin &from = context.points ? context.points[depth] : own;
+    ray_origin_set(scene, from, p);
 
     for (int i = static_cast<int>(scene.lights.size()) - 1; i >= 0; --i) {
         const ray_light &light = scene.lights[i];
@@ -443,8 +550,8 @@ void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ra
         const float diffuse = rayvec_dot(&n, &l);
         if (!(diffuse > 0))
             continue;
-        const ray_ray shadow = {p, l, light.angle, hit.object};
-        if (ray_blocked(scene, shadow))
+        // The shadow ray has no length: what lies behind the light shadows too.
+        if (ray_blocked_from(scene, from, l, hit.object))
             continue;
         colour.r = colour.r + diffuse * m.diffuse.r;
         colour.g = colour.g + diffuse * m.diffuse.g;
@@ -468,7 +575,7 @@ void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ra
     rayvec_product2(&twice, &n, 2.0f * c);
     rayvec_sub(&reflected.direction, &d, &twice);
     raycolor traced;
-    ray_trace(context, reflected, depth + 1, traced);
+    trace_from(context, from, reflected, depth + 1, traced);
     colour.r = colour.r + traced.r * m.refl.r * m.refl_index;
     colour.g = colour.g + traced.g * m.refl.g * m.refl_index;
     colour.b = colour.b + traced.b * m.refl.b * m.refl_index;
@@ -490,24 +597,15 @@ void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ra
     const rayvec &t = refracted.direction;
     if (t.x == 0 && t.y == 0 && t.z == 0)
         return;
-    ray_trace(context, refracted, depth + 1, traced);
+    trace_from(context, from, refracted, depth + 1, traced);
     colour.r = colour.r + traced.r * m.refr.r * m.refr_index;
     colour.g = colour.g + traced.g * m.refr.g * m.refr_index;
     colour.b = colour.b + traced.b * m.refr.b * m.refr_index;
 }
 
 void ray_trace(const ray_context &context, const ray_ray &ray, int depth, raycolor &colour) {
-    const ray_scene &scene = *context.scene;
-    if (depth > 1) {
-        // Whatever is hit here is shaded black, so any hit will do.
-        if (ray_blocked(scene, ray))
-            colour = {0.0f, 0.0f, 0.0f};
-        else
-            ray_background(context, ray, colour);
-        return;
-    }
     ray_hit hit;
-    if (ray_intersect(scene, ray, hit) >= 0)
+    if (ray_intersect(context.scene[0], ray, hit) >= 0)
         ray_shade(context, hit, ray, depth, colour);
     else
         ray_background(context, ray, colour);

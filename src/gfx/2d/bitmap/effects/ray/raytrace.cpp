@@ -378,9 +378,10 @@ class row_tracer {
         }
     }
 
-    row_best trace(int y) const {
+    // `points` is the worker's own room for two hit points.
+    row_best trace(int y, ray_origin *points) const {
         row_best best = {-1, threshold_};
-        ray_context context = {&scene_, 0, y};
+        ray_context context = {&scene_, 0, y, points};
         std::uint8_t *out = bits_ + static_cast<std::size_t>(y) * stride_;
         for (int x = 0; x < scene_.width; ++x, out += channels_) {
             context.column = x;
@@ -389,7 +390,7 @@ class row_tracer {
             rayvec_norm(&ray.direction, &ray.direction);
             raycolor colour;
             ray_hit hit;
-            if (ray_intersect_primary(scene_, ray.direction, hit) >= 0)
+            if (ray_intersect_from(scene_, scene_.primary, ray.direction, -1, hit) >= 0)
                 ray_shade(context, hit, ray, 0, colour);
             else
                 ray_background(context, ray, colour);
@@ -420,8 +421,9 @@ class row_tracer {
 void trace_pass(const row_tracer &tracer, int height, int threads, progress_guard &progress,
                 std::vector<row_best> &best) {
     if (threads <= 1) {
+        ray_origin points[2];
         for (int y = 0; y < height; ++y) {
-            best[y] = tracer.trace(y);
+            best[y] = tracer.trace(y, points);
             progress.add(y, height);
         }
         return;
@@ -441,8 +443,9 @@ void trace_pass(const row_tracer &tracer, int height, int threads, progress_guar
         } stop_on_exit{stop};
         for (int i = 0; i < threads; ++i)
             workers.emplace_back([&] {
+                ray_origin points[2];
                 for (int y = next++; y < height && !stop.load(); y = next++) {
-                    best[y] = tracer.trace(y);
+                    best[y] = tracer.trace(y, points);
                     {
                         std::lock_guard<std::mutex> guard(lock);
                         ++finished;

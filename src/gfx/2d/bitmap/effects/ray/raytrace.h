@@ -167,7 +167,37 @@ struct ray_square_fast {
     rayvec normal; // norm(e1 x e2)
 };
 
+// Four floats, one object each: the inner loops test four spheres or four
+// squares at once, every lane doing exactly the operations of the one-object
+// test.
 typedef float ray_v4f __attribute__((vector_size(16)));
+
+// Four spheres and four squares of the scene, lane i holding object 4g + i
+// of its kind.
+struct ray_sphere_group {
+    ray_v4f x, y, z, r; // centre, radius value
+};
+struct ray_square_group {
+    ray_v4f px, py, pz;    // p0
+    ray_v4f e1x, e1y, e1z; // p0 - p1
+    ray_v4f e2x, e2y, e2z; // p0 - p2
+};
+
+// What every ray leaving one point shares: per sphere, point - centre and
+// 4 (|point - centre|^2 - radius); per square, w = p0 - point and the
+// numerator of t.  Filled once per point (the eye, a hit point) and used by
+// all the rays that leave it.
+struct ray_sphere_from {
+    ray_v4f ox, oy, oz, k;
+};
+struct ray_square_from {
+    ray_v4f wx, wy, wz, tn;
+};
+struct ray_origin {
+    rayvec point{};
+    std::vector<ray_sphere_from> spheres;
+    std::vector<ray_square_from> squares;
+};
 
 struct ray_scene {
     int width = 0, height = 0;
@@ -184,26 +214,23 @@ struct ray_scene {
     std::vector<ray_sphere> spheres;
     std::vector<ray_square> squares;
 
-    // Flat copies for the inner loops (ray_prepare): the spheres four to a
-    // group (padding lanes never report a candidate), the squares with
-    // their edges and normal.
-    int sphere_groups = 0;
-    std::vector<ray_v4f> sx, sy, sz, sr;
+    // Flat copies for the inner loops (ray_prepare), four objects to a
+    // group; padding lanes never hit.
+    int sphere_groups = 0, square_groups = 0;
+    std::vector<ray_sphere_group> sphere_group;
+    std::vector<ray_square_group> square_group;
     std::vector<ray_square_fast> fast_squares;
 
-    // What primary rays share in one pass (ray_prepare_primary): the origin,
-    // and per sphere origin - centre and 4 (|origin - centre|^2 - radius),
-    // per square p0 - origin and the numerator of t.
-    rayvec primary_origin{};
-    std::vector<ray_v4f> px, py, pz, pk;
-    std::vector<rayvec> square_w;
-    std::vector<float> square_tnum;
+    // The eye of the current pass (ray_prepare_primary).
+    ray_origin primary;
 };
 
-// What changes per pixel while a worker traces a row.
+// What changes per pixel while a worker traces a row, and the worker's own
+// room for the hit points of depth 0 and 1 (null: made when needed).
 struct ray_context {
     const ray_scene *scene;
     int column, row;
+    ray_origin *points;
 };
 
 // ---------------------------------------------------------------- parameters
@@ -256,7 +283,9 @@ void add_lights(ray_scene &scene, const ray_parameters &parameters);
 
 // Builds the flat copies once the objects are drawn.
 void ray_prepare(ray_scene &scene);
-// Works out what the primary rays of one pass share, for rays from `eye`.
+// Fills what the rays leaving `point` share.
+void ray_origin_set(const ray_scene &scene, ray_origin &origin, const rayvec &point);
+// The eye of a pass: scene.primary.
 void ray_prepare_primary(ray_scene &scene, const rayvec &eye);
 
 // The table-driven square root of the library's fast math, inline.  Same
@@ -269,9 +298,14 @@ bool ray_square_intersect(const ray_scene &scene, int object, const ray_ray &ray
 // (never its ignored object): its index with `hit` filled, or -1.  Not the
 // nearest: the highest index wins where several lie on the ray.
 int ray_intersect(const ray_scene &scene, const ray_ray &ray, ray_hit &hit);
-// ray_intersect for a primary ray of the current pass (origin
-// scene.primary_origin, no ignored object), from the pass's shared values.
-int ray_intersect_primary(const ray_scene &scene, const rayvec &direction, ray_hit &hit);
+// The same for a ray from origin.point in direction d, from the shared
+// values of the origin.
+int ray_intersect_from(const ray_scene &scene, const ray_origin &origin, const rayvec &d,
+                       int ignore, ray_hit &hit);
+// Whether any object but `ignore` lies on the ray (which one does not
+// matter: shadow rays, and rays whose hit would be shaded black).
+bool ray_blocked_from(const ray_scene &scene, const ray_origin &origin, const rayvec &d,
+                      int ignore);
 void ray_background(const ray_context &context, const ray_ray &ray, raycolor &colour);
 void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ray, int depth,
                raycolor &colour);
