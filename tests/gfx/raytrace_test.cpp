@@ -778,16 +778,24 @@ TEST_F(Raytrace, FastRootMatchesTheLibrary) {
     counts(1, 0, 0);
     run(2, 2, 1); // builds the tracer's copy of the table
     std::uint32_t bits = 12345u;
+    ray_v4f four{};
     for (int i = 0; i < 200000; ++i) {
         bits = bits * 1664525u + 1013904223u;
-        const float x = std::bit_cast<float>(bits & 0x7fffffffu);
-        if (std::isnan(x))
-            continue;
-        ASSERT_EQ(std::bit_cast<std::uint32_t>(ray_fast_sqrt(x)),
-                  std::bit_cast<std::uint32_t>(xmath_fast_sqrt(x)))
-            << x;
+        // Positive values of every exponent, with 0 and a subnormal among them.
+        const float x = i == 0 ? 0.0f
+                        : i == 1 ? 1e-40f
+                                 : std::bit_cast<float>(bits & 0x7f7fffffu);
+        const std::uint32_t want = std::bit_cast<std::uint32_t>(xmath_fast_sqrt(x));
+        ASSERT_EQ(std::bit_cast<std::uint32_t>(ray_fast_sqrt(x)), want) << x;
+        four[i % 4] = x;
+        if (i % 4 == 3) {
+            const ray_v4f roots = ray_fast_sqrt4(four);
+            for (int lane = 0; lane < 4; ++lane)
+                ASSERT_EQ(std::bit_cast<std::uint32_t>(roots[lane]),
+                          std::bit_cast<std::uint32_t>(xmath_fast_sqrt(four[lane])))
+                    << four[lane];
+        }
     }
-    EXPECT_EQ(ray_fast_sqrt(0.0f), 0.0f);
     EXPECT_EQ(ray_fast_sqrt(4.0f), 2.0f);
 }
 

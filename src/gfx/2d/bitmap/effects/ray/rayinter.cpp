@@ -136,6 +136,19 @@ bool sphere_distance(const ray_sphere &s, const ray_ray &ray, float &t) {
     return !(t <= 0);
 }
 
+// The hit record of a sphere met at distance t: the normal is
+// norm(origin + d t - centre).
+void sphere_hit(const ray_sphere &s, const rayvec &origin, const rayvec &d, float t, int object,
+                ray_hit &hit) {
+    rayvec p;
+    rayvec_product2(&p, &d, t);
+    rayvec_plus(&p, &origin);
+    rayvec_min(&p, &s.centre);
+    rayvec_norm(&hit.normal, &p);
+    hit.t = t;
+    hit.object = object;
+}
+
 // The lanes of four squares of group g that the ray from the origin hits
 // (bit i for lane i), with their distances in t: the one-square test in
 // every lane, without its early exits.
@@ -164,7 +177,7 @@ bool sphere_distance(const ray_sphere &s, const ray_ray &ray, float &t) {
 }
 
 // ray_fast_sqrt in four lanes.
-ray_v4f fast_sqrt4(const ray_v4f &x) {
+[[gnu::always_inline]] inline ray_v4f fast_sqrt4(const ray_v4f &x) {
     const ray_v4u bits = std::bit_cast<ray_v4u>(x);
     const ray_v4i exponent = std::bit_cast<ray_v4i>(bits >> 23) - 127;
     const ray_v4u index = ((bits >> 16) & 0x7fu) + std::bit_cast<ray_v4u>(exponent & 1) * 128u;
@@ -214,6 +227,21 @@ int without(int lanes, int first, int ignore) {
     return lane >= 0 && lane < 4 ? lanes & ~(1 << lane) : lanes;
 }
 
+// Whether the ray from the origin's point hits the object (the one-object
+// tests, with the same operations as the lanes).
+bool object_blocks(const ray_scene &scene, const ray_origin &o, const rayvec &d, int object) {
+    float t;
+    const int spheres = sphere_count(scene);
+    if (object < spheres) {
+        const ray_ray ray = {o.point, d, 0.0f, -1};
+        return sphere_distance(scene.spheres[object], ray, t);
+    }
+    const ray_square_fast &q = scene.fast_squares[object - spheres];
+    rayvec w;
+    rayvec_sub(&w, &q.p0, &o.point);
+    return square_solve(q, w, d, t);
+}
+
 // Spheres from the last to the first, four at a time; the normal is worked
 // out for the one returned.  `any` only asks whether something is hit.
 template <bool any>
@@ -228,11 +256,10 @@ int spheres_walk(const ray_scene &scene, const ray_origin &o, const rayvec &d, i
             lanes &= (1 << (count - 4 * g)) - 1;
         if (!lanes)
             continue;
-        const int object = 4 * g + highest_lane(lanes);
-        if (!any) {
-            const ray_ray ray = {o.point, d, 0.0f, ignore};
-            ray_sphere_intersect(scene, object, ray, hit);
-        }
+        const int lane = highest_lane(lanes);
+        const int object = 4 * g + lane;
+        if (!any)
+            sphere_hit(scene.spheres[object], o.point, d, t[lane], object, hit);
         return object;
     }
     return -1;
@@ -399,13 +426,7 @@ bool ray_sphere_intersect(const ray_scene &scene, int object, const ray_ray &ray
     float t;
     if (!sphere_distance(s, ray, t))
         return false;
-    rayvec p;
-    rayvec_product2(&p, &ray.direction, t);
-    rayvec_plus(&p, &ray.origin);
-    rayvec_min(&p, &s.centre);
-    rayvec_norm(&hit.normal, &p);
-    hit.t = t;
-    hit.object = object;
+    sphere_hit(s, ray.origin, ray.direction, t, object, hit);
     return true;
 }
 
@@ -449,16 +470,38 @@ int ray_intersect_from(const ray_scene &scene, const ray_origin &o, const rayvec
     return spheres_walk<false>(scene, o, d, ignore, hit);
 }
 
-bool ray_blocked_from(const ray_scene &scene, const ray_origin &o, const rayvec &d, int ignore) {
+bool ray_blocked_from(const ray_scene &scene, const ray_origin &o, const rayvec &d, int ignore,
+                      int *last) {
+    if (last && *last >= 0 && *last != ignore && object_blocks(scene, o, d, *last))
+        return true;
     const int spheres = sphere_count(scene);
     const ray_v4f dx = splat(d.x), dy = splat(d.y), dz = splat(d.z);
     for (int g = scene.square_groups - 1; g >= 0; --g) {
         ray_v4f t;
-        if (without(square_lanes(scene, o, g, dx, dy, dz, t), spheres + 4 * g, ignore))
+        const int lanes =
+            without(square_lanes(scene, o, g, dx, dy, dz, t), spheres + 4 * g, ignore);
+        if (lanes) {
+            if (last)
+                *last = spheres + 4 * g + highest_lane(lanes);
             return true;
+        }
     }
     ray_hit hit;
-    return spheres_walk<true>(scene, o, d, ignore, hit) >= 0;
+    const int object = spheres_walk<true>(scene, o, d, ignore, hit);
+    if (object < 0)
+        return false;
+    if (last)
+        *last = object;
+    return true;
+}
+
+void ray_workspace::reserve(const ray_scene &scene) {
+    kinds = static_cast<int>(scene.lights.size()) + 2;
+    blockers.assign(2 * static_cast<std::size_t>(kinds), -1);
+}
+
+ray_v4f ray_fast_sqrt4(const ray_v4f &x) {
+    return fast_sqrt4(x);
 }
 
 void ray_background(const ray_context &context, const ray_ray &ray, raycolor &colour) {
@@ -503,12 +546,14 @@ void ray_background(const ray_context &context, const ray_ray &ray, raycolor &co
 namespace {
 
 // A secondary ray from the origin's point: traced at depth 1, or only
-// looked along at depth 2, where any hit is shaded black.
+// looked along at depth 2, where any hit is shaded black (`kind` picks the
+// remembered blocker).
 void trace_from(const ray_context &context, const ray_origin &from, const ray_ray &ray, int depth,
-                raycolor &colour) {
+                int kind, raycolor &colour) {
     const ray_scene &scene = *context.scene;
     if (depth > 1) {
-        if (ray_blocked_from(scene, from, ray.direction, ray.ignore))
+        int *last = context.work ? context.work->blocker(depth - 1, kind) : nullptr;
+        if (ray_blocked_from(scene, from, ray.direction, ray.ignore, last))
             colour = {0.0f, 0.0f, 0.0f};
         else
             ray_background(context, ray, colour);
@@ -539,8 +584,9 @@ void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ra
     rayvec_plus(&p, &ray.origin);
     // Every ray from here (shadows, reflection, refraction) shares p.
     ray_origin own;
-    ray_origin &from = context.points ? context.points[depth] : own;
+    ray_origin &from = context.work ? context.work->points[depth] : own;
     ray_origin_set(scene, from, p);
+    const int lights = static_cast<int>(scene.lights.size());
 
     for (int i = static_cast<int>(scene.lights.size()) - 1; i >= 0; --i) {
         const ray_light &light = scene.lights[i];
@@ -551,7 +597,8 @@ void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ra
         if (!(diffuse > 0))
             continue;
         // The shadow ray has no length: what lies behind the light shadows too.
-        if (ray_blocked_from(scene, from, l, hit.object))
+        int *last = context.work ? context.work->blocker(depth, i) : nullptr;
+        if (ray_blocked_from(scene, from, l, hit.object, last))
             continue;
         colour.r = colour.r + diffuse * m.diffuse.r;
         colour.g = colour.g + diffuse * m.diffuse.g;
@@ -575,7 +622,7 @@ void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ra
     rayvec_product2(&twice, &n, 2.0f * c);
     rayvec_sub(&reflected.direction, &d, &twice);
     raycolor traced;
-    trace_from(context, from, reflected, depth + 1, traced);
+    trace_from(context, from, reflected, depth + 1, lights, traced);
     colour.r = colour.r + traced.r * m.refl.r * m.refl_index;
     colour.g = colour.g + traced.g * m.refl.g * m.refl_index;
     colour.b = colour.b + traced.b * m.refl.b * m.refl_index;
@@ -597,7 +644,7 @@ void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ra
     const rayvec &t = refracted.direction;
     if (t.x == 0 && t.y == 0 && t.z == 0)
         return;
-    trace_from(context, from, refracted, depth + 1, traced);
+    trace_from(context, from, refracted, depth + 1, lights + 1, traced);
     colour.r = colour.r + traced.r * m.refr.r * m.refr_index;
     colour.g = colour.g + traced.g * m.refr.g * m.refr_index;
     colour.b = colour.b + traced.b * m.refr.b * m.refr_index;

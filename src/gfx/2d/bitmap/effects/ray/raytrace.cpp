@@ -378,10 +378,10 @@ class row_tracer {
         }
     }
 
-    // `points` is the worker's own room for two hit points.
-    row_best trace(int y, ray_origin *points) const {
+    // `work` is the worker's own scratch.
+    row_best trace(int y, ray_workspace &work) const {
         row_best best = {-1, threshold_};
-        ray_context context = {&scene_, 0, y, points};
+        ray_context context = {&scene_, 0, y, &work};
         std::uint8_t *out = bits_ + static_cast<std::size_t>(y) * stride_;
         for (int x = 0; x < scene_.width; ++x, out += channels_) {
             context.column = x;
@@ -407,6 +407,8 @@ class row_tracer {
         return best;
     }
 
+    const ray_scene &scene() const { return scene_; }
+
   private:
     const ray_scene &scene_;
     pass plan_;
@@ -421,9 +423,10 @@ class row_tracer {
 void trace_pass(const row_tracer &tracer, int height, int threads, progress_guard &progress,
                 std::vector<row_best> &best) {
     if (threads <= 1) {
-        ray_origin points[2];
+        ray_workspace work;
+        work.reserve(tracer.scene());
         for (int y = 0; y < height; ++y) {
-            best[y] = tracer.trace(y, points);
+            best[y] = tracer.trace(y, work);
             progress.add(y, height);
         }
         return;
@@ -443,9 +446,10 @@ void trace_pass(const row_tracer &tracer, int height, int threads, progress_guar
         } stop_on_exit{stop};
         for (int i = 0; i < threads; ++i)
             workers.emplace_back([&] {
-                ray_origin points[2];
+                ray_workspace work;
+                work.reserve(tracer.scene());
                 for (int y = next++; y < height && !stop.load(); y = next++) {
-                    best[y] = tracer.trace(y, points);
+                    best[y] = tracer.trace(y, work);
                     {
                         std::lock_guard<std::mutex> guard(lock);
                         ++finished;

@@ -225,12 +225,26 @@ struct ray_scene {
     ray_origin primary;
 };
 
+// A worker's own scratch: the shared values of its hit points of depth 0
+// and 1, and for every kind of blocked-or-not ray (per depth: one a light,
+// then the depth-2 reflection and refraction) the object that blocked the
+// last one.  That object is tried first: neighbouring pixels are mostly
+// blocked by the same object, and whether a ray is blocked does not depend
+// on the order of the tests.
+struct ray_workspace {
+    ray_origin points[2];
+    std::vector<int> blockers;
+    int kinds = 0; // slots per depth
+    void reserve(const ray_scene &scene);
+    int *blocker(int depth, int kind) { return &blockers[depth * kinds + kind]; }
+};
+
 // What changes per pixel while a worker traces a row, and the worker's own
-// room for the hit points of depth 0 and 1 (null: made when needed).
+// scratch (null: made when needed).
 struct ray_context {
     const ray_scene *scene;
     int column, row;
-    ray_origin *points;
+    ray_workspace *work;
 };
 
 // ---------------------------------------------------------------- parameters
@@ -288,9 +302,10 @@ void ray_origin_set(const ray_scene &scene, ray_origin &origin, const rayvec &po
 // The eye of a pass: scene.primary.
 void ray_prepare_primary(ray_scene &scene, const rayvec &eye);
 
-// The table-driven square root of the library's fast math, inline.  Same
-// bits as xmath_fast_sqrt for every input.
+// The table-driven square root of the library's fast math, inline, and
+// four at a time.  Same bits as xmath_fast_sqrt for every input.
 float ray_fast_sqrt(float x);
+ray_v4f ray_fast_sqrt4(const ray_v4f &x);
 
 bool ray_sphere_intersect(const ray_scene &scene, int object, const ray_ray &ray, ray_hit &hit);
 bool ray_square_intersect(const ray_scene &scene, int object, const ray_ray &ray, ray_hit &hit);
@@ -303,9 +318,11 @@ int ray_intersect(const ray_scene &scene, const ray_ray &ray, ray_hit &hit);
 int ray_intersect_from(const ray_scene &scene, const ray_origin &origin, const rayvec &d,
                        int ignore, ray_hit &hit);
 // Whether any object but `ignore` lies on the ray (which one does not
-// matter: shadow rays, and rays whose hit would be shaded black).
+// matter: shadow rays, and rays whose hit would be shaded black).  With
+// `last`, the object it holds is tested first and the blocking object is
+// stored there.
 bool ray_blocked_from(const ray_scene &scene, const ray_origin &origin, const rayvec &d,
-                      int ignore);
+                      int ignore, int *last = nullptr);
 void ray_background(const ray_context &context, const ray_ray &ray, raycolor &colour);
 void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ray, int depth,
                raycolor &colour);
