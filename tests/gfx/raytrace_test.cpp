@@ -778,22 +778,27 @@ TEST_F(Raytrace, FastRootMatchesTheLibrary) {
     counts(1, 0, 0);
     run(2, 2, 1); // builds the tracer's copy of the table
     std::uint32_t bits = 12345u;
-    ray_v4f four{};
+    ray_vf lanes{};
     for (int i = 0; i < 200000; ++i) {
         bits = bits * 1664525u + 1013904223u;
-        // Positive values of every exponent, with 0 and a subnormal among them.
-        const float x = i == 0 ? 0.0f
-                        : i == 1 ? 1e-40f
-                                 : std::bit_cast<float>(bits & 0x7f7fffffu);
+        // Mostly groups of positive normal numbers (zeros among them); every
+        // fourth group any bit pattern: subnormals, negatives, infinities
+        // and NaNs give the library's bits too.
+        const bool any_bits = i / RAY_LANES % 4 == 0;
+        const std::uint32_t pattern = any_bits ? bits : (bits & 0x7f7fffffu) | 0x00800000u;
+        const float x = i % 1000 == 5   ? 0.0f
+                        : i % 1000 == 6 ? -0.0f
+                                        : std::bit_cast<float>(pattern);
         const std::uint32_t want = std::bit_cast<std::uint32_t>(xmath_fast_sqrt(x));
-        ASSERT_EQ(std::bit_cast<std::uint32_t>(ray_fast_sqrt(x)), want) << x;
-        four[i % 4] = x;
-        if (i % 4 == 3) {
-            const ray_v4f roots = ray_fast_sqrt4(four);
-            for (int lane = 0; lane < 4; ++lane)
+        ASSERT_EQ(std::bit_cast<std::uint32_t>(ray_fast_sqrt(x)), want) << std::hex << pattern;
+        lanes[i % RAY_LANES] = x;
+        if (i % RAY_LANES == RAY_LANES - 1) {
+            ray_vf roots;
+            ray_fast_sqrt_lanes(lanes, roots);
+            for (int lane = 0; lane < RAY_LANES; ++lane)
                 ASSERT_EQ(std::bit_cast<std::uint32_t>(roots[lane]),
-                          std::bit_cast<std::uint32_t>(xmath_fast_sqrt(four[lane])))
-                    << four[lane];
+                          std::bit_cast<std::uint32_t>(xmath_fast_sqrt(lanes[lane])))
+                    << lanes[lane];
         }
     }
     EXPECT_EQ(ray_fast_sqrt(4.0f), 2.0f);

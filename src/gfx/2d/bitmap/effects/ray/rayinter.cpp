@@ -2,7 +2,7 @@
 // the intersection walk, shading, light placement and materials.
 //
 // Every float operation below is the one the pictures were made with, in the
-// same order; where work is shared or done four spheres at a time, each lane
+// same order; where work is shared or done for several objects at once, each lane
 // still performs exactly the operations of the scalar test (the build never
 // contracts or reassociates), so the result is the same to the bit.
 #include "gfx/2d/bitmap/effects/ray/raytrace.h"
@@ -15,14 +15,28 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #if defined(__SSE__)
 #include <xmmintrin.h>
 #endif
 
+// The functions that run the lanes, built for 8-float registers and for the
+// baseline; the program picks one at start.
+#if defined(__x86_64__) && !defined(__SANITIZE_THREAD__)
+#define RAY_LANE_CODE __attribute__((target_clones("avx2", "default")))
+#else
+#define RAY_LANE_CODE
+#endif
+
 static constexpr const char *source_file = "./src/gfx/2d/bitmap/effects/ray/rayinter.c";
 static constexpr const char *source_ident = "bitmapfx::raytrace::shading";
+
+// Lane vectors are passed by reference between functions; the small helpers
+// that return one are always inlined, so no vector crosses a call whose two
+// builds would pass it differently.
+#pragma GCC diagnostic ignored "-Wpsabi"
 
 namespace {
 
@@ -47,29 +61,41 @@ void copy_sqrt_table() {
     sqrt_ready = true;
 }
 
-typedef std::int32_t ray_v4i __attribute__((vector_size(16)));
-typedef std::uint32_t ray_v4u __attribute__((vector_size(16)));
+typedef std::int32_t ray_vi __attribute__((vector_size(4 * RAY_LANES)));
+typedef std::uint32_t ray_vu __attribute__((vector_size(4 * RAY_LANES)));
+typedef float ray_v4f __attribute__((vector_size(16)));
 
-ray_v4f splat(float value) {
-    return ray_v4f{value, value, value, value};
+constexpr int all_lanes = (1 << RAY_LANES) - 1;
+
+[[gnu::always_inline]] inline ray_vf splat(float value) {
+    ray_vf v;
+    for (int lane = 0; lane < RAY_LANES; ++lane)
+        v[lane] = value;
+    return v;
 }
 
-// Bit i set when lane i of the comparison is true.
-int lane_bits(ray_v4f mask) {
+// Bit i set when lane i of the comparison is true (its sign bit is set).
+[[gnu::always_inline]] inline int lane_bits(const ray_vf &mask) {
 #if defined(__SSE__)
-    return _mm_movemask_ps(mask);
+    int bits = 0;
+    for (int quarter = 0; quarter < RAY_LANES / 4; ++quarter) {
+        ray_v4f part;
+        std::memcpy(&part, reinterpret_cast<const char *>(&mask) + 16 * quarter, 16);
+        bits |= _mm_movemask_ps(part) << (4 * quarter);
+    }
+    return bits;
 #else
     int bits = 0;
-    for (int lane = 0; lane < 4; ++lane)
-        bits |= (std::bit_cast<std::array<std::uint32_t, 4>>(mask)[lane] >> 31) << lane;
+    for (int lane = 0; lane < RAY_LANES; ++lane)
+        bits |= static_cast<int>(std::bit_cast<ray_vu>(mask)[lane] >> 31) << lane;
     return bits;
 #endif
 }
 
 // The lanes that may hit: not (disc < 0), so that a NaN goes on to the
 // scalar test as it would without the filter.
-int sphere_candidates(ray_v4f disc) {
-    return ~lane_bits(std::bit_cast<ray_v4f>(disc < splat(0.0f))) & 0xf;
+[[gnu::always_inline]] inline int sphere_candidates(const ray_vf &disc) {
+    return ~lane_bits(std::bit_cast<ray_vf>(disc < splat(0.0f))) & all_lanes;
 }
 
 // The square's determinants expanded along the first column.  With
@@ -149,67 +175,98 @@ void sphere_hit(const ray_sphere &s, const rayvec &origin, const rayvec &d, floa
     hit.object = object;
 }
 
-// The lanes of four squares of group g that the ray from the origin hits
+// The lanes of the squares of group g that the ray from the origin hits
 // (bit i for lane i), with their distances in t: the one-square test in
 // every lane, without its early exits.
 [[gnu::always_inline]] inline int square_lanes(const ray_scene &s, const ray_origin &o, int g,
-                                               const ray_v4f &dx, const ray_v4f &dy,
-                                               const ray_v4f &dz, ray_v4f &t) {
+                                               const ray_vf &dx, const ray_vf &dy, const ray_vf &dz,
+                                               ray_vf &t) {
     const ray_square_group &q = s.square_group[g];
     const ray_square_from &f = o.squares[g];
-    const ray_v4f e1x = q.e1x, e1y = q.e1y, e1z = q.e1z;
-    const ray_v4f e2x = q.e2x, e2y = q.e2y, e2z = q.e2z;
-    const ray_v4f wx = f.wx, wy = f.wy, wz = f.wz;
-    const ray_v4f m1 = e2y * dz - dy * e2z;
-    const ray_v4f m2 = e2x * dz - dx * e2z;
-    const ray_v4f m3 = e2x * dy - dx * e2y;
-    const ray_v4f det = e1x * m1 - e1y * m2 + e1z * m3;
+    const ray_vf e1x = q.e1x, e1y = q.e1y, e1z = q.e1z;
+    const ray_vf e2x = q.e2x, e2y = q.e2y, e2z = q.e2z;
+    const ray_vf wx = f.wx, wy = f.wy, wz = f.wz;
+    const ray_vf m1 = e2y * dz - dy * e2z;
+    const ray_vf m2 = e2x * dz - dx * e2z;
+    const ray_vf m3 = e2x * dy - dx * e2y;
+    const ray_vf det = e1x * m1 - e1y * m2 + e1z * m3;
     t = f.tn / det;
-    const ray_v4f u = (wx * m1 - wy * m2 + wz * m3) / det;
-    const ray_v4f n1 = wy * dz - dy * wz;
-    const ray_v4f n2 = wx * dz - dx * wz;
-    const ray_v4f n3 = wx * dy - dx * wy;
-    const ray_v4f v = (e1x * n1 - e1y * n2 + e1z * n3) / det;
-    const auto magnitude = std::bit_cast<ray_v4f>(std::bit_cast<ray_v4i>(det) & 0x7fffffff);
+    const ray_vf u = (wx * m1 - wy * m2 + wz * m3) / det;
+    const ray_vf n1 = wy * dz - dy * wz;
+    const ray_vf n2 = wx * dz - dx * wz;
+    const ray_vf n3 = wx * dy - dx * wy;
+    const ray_vf v = (e1x * n1 - e1y * n2 + e1z * n3) / det;
+    const auto magnitude = std::bit_cast<ray_vf>(std::bit_cast<ray_vi>(det) & 0x7fffffff);
     const auto hit = ~(magnitude < splat(flat_det)) & (t > splat(0.0f)) & (u >= splat(0.0f)) &
                      (u <= splat(1.0f)) & (v >= splat(0.0f)) & (v <= splat(1.0f));
-    return lane_bits(std::bit_cast<ray_v4f>(hit));
+    return lane_bits(std::bit_cast<ray_vf>(hit));
 }
 
-// ray_fast_sqrt in four lanes.
-[[gnu::always_inline]] inline ray_v4f fast_sqrt4(const ray_v4f &x) {
-    const ray_v4u bits = std::bit_cast<ray_v4u>(x);
-    const ray_v4i exponent = std::bit_cast<ray_v4i>(bits >> 23) - 127;
-    const ray_v4u index = ((bits >> 16) & 0x7fu) + std::bit_cast<ray_v4u>(exponent & 1) * 128u;
-    const ray_v4u half = std::bit_cast<ray_v4u>((exponent >> 1) + 127);
-    const ray_v4u mantissa = {sqrt_mantissa[index[0]], sqrt_mantissa[index[1]],
-                              sqrt_mantissa[index[2]], sqrt_mantissa[index[3]]};
-    const ray_v4f root = std::bit_cast<ray_v4f>((half << 23) + mantissa);
-    return x == splat(0.0f) ? splat(0.0f) : root;
+// sqrtf in every lane.
+[[gnu::always_inline]] inline ray_vf sqrt_lanes(const ray_vf &x) {
+#if defined(__SSE__)
+    ray_vf root;
+    for (int quarter = 0; quarter < RAY_LANES / 4; ++quarter) {
+        ray_v4f part;
+        std::memcpy(&part, reinterpret_cast<const char *>(&x) + 16 * quarter, 16);
+        part = _mm_sqrt_ps(part);
+        std::memcpy(reinterpret_cast<char *>(&root) + 16 * quarter, &part, 16);
+    }
+    return root;
+#else
+    ray_vf root;
+    for (int lane = 0; lane < RAY_LANES; ++lane)
+        root[lane] = sqrtf(x[lane]);
+    return root;
+#endif
+}
+
+// ray_fast_sqrt in every lane.  Each table entry is the correctly rounded
+// root of an input cut to its top seven mantissa bits (exponent 0 or 1), and
+// scaling by an even power of two is exact, so for positive normal inputs
+// the table's result is the true root of the input so cut: one root
+// instruction instead of a table look-up per lane.  Other inputs (subnormal,
+// negative, infinite, NaN) go through the table itself.
+[[gnu::always_inline]] inline ray_vf fast_sqrt_lanes(const ray_vf &x) {
+    const ray_vu bits = std::bit_cast<ray_vu>(x);
+    const auto zero = x == splat(0.0f);
+    const auto normal = (bits >> 23) - 1u < 254u; // exponent 1 .. 254, sign clear
+    if (lane_bits(std::bit_cast<ray_vf>(normal | zero)) == all_lanes) [[likely]] {
+        const ray_vf root = sqrt_lanes(std::bit_cast<ray_vf>(bits & 0xffff0000u));
+        return zero ? splat(0.0f) : root;
+    }
+    const ray_vi exponent = std::bit_cast<ray_vi>(bits >> 23) - 127;
+    const ray_vu index = ((bits >> 16) & 0x7fu) + std::bit_cast<ray_vu>(exponent & 1) * 128u;
+    const ray_vu half = std::bit_cast<ray_vu>((exponent >> 1) + 127);
+    ray_vu mantissa;
+    for (int lane = 0; lane < RAY_LANES; ++lane)
+        mantissa[lane] = sqrt_mantissa[index[lane]];
+    const ray_vf root = std::bit_cast<ray_vf>((half << 23) + mantissa);
+    return zero ? splat(0.0f) : root;
 }
 
 // The rest of the sphere test for the lanes whose disc is not negative:
 // the lanes hit in front of the origin, with their distances in t.
-[[gnu::noinline]] int sphere_hits(const ray_v4f &bb, const ray_v4f &disc, int candidates,
-                                  ray_v4f &t) {
-    const ray_v4f root = fast_sqrt4(disc);
-    const ray_v4f zero = splat(0.0f);
-    ray_v4f t1 = (-bb + root) * splat(0.5f);
-    ray_v4f t2 = splat(0.5f) * (-bb - root);
+[[gnu::noinline]] RAY_LANE_CODE int sphere_hits(const ray_vf &bb, const ray_vf &disc,
+                                                int candidates, ray_vf &t) {
+    const ray_vf root = fast_sqrt_lanes(disc);
+    const ray_vf zero = splat(0.0f);
+    ray_vf t1 = (-bb + root) * splat(0.5f);
+    ray_vf t2 = splat(0.5f) * (-bb - root);
     t1 = t1 <= zero ? t2 : t1;
     t2 = t2 <= zero ? t1 : t2;
     t = t2 < t1 ? t2 : t1;
-    return candidates & ~lane_bits(std::bit_cast<ray_v4f>(t <= zero));
+    return candidates & ~lane_bits(std::bit_cast<ray_vf>(t <= zero));
 }
 
-// The sphere test for four spheres from the origin's shared values: the
+// The sphere test for the spheres of group g from the origin's shared values: the
 // lanes hit in front of the origin, with their distances in t.
-[[gnu::always_inline]] inline int sphere_lanes(const ray_origin &o, int g, const ray_v4f &dx,
-                                               const ray_v4f &dy, const ray_v4f &dz, ray_v4f &t) {
+[[gnu::always_inline]] inline int sphere_lanes(const ray_origin &o, int g, const ray_vf &dx,
+                                               const ray_vf &dy, const ray_vf &dz, ray_vf &t) {
     const ray_sphere_from &f = o.spheres[g];
-    const ray_v4f b = dx * f.ox + dy * f.oy + dz * f.oz;
-    const ray_v4f bb = splat(2.0f) * b;
-    const ray_v4f disc = bb * bb - f.k;
+    const ray_vf b = dx * f.ox + dy * f.oy + dz * f.oz;
+    const ray_vf bb = splat(2.0f) * b;
+    const ray_vf disc = bb * bb - f.k;
     const int candidates = sphere_candidates(disc);
     if (!candidates) [[likely]]
         return 0;
@@ -224,7 +281,7 @@ int highest_lane(int lanes) {
 // object `first`.
 int without(int lanes, int first, int ignore) {
     const int lane = ignore - first;
-    return lane >= 0 && lane < 4 ? lanes & ~(1 << lane) : lanes;
+    return lane >= 0 && lane < RAY_LANES ? lanes & ~(1 << lane) : lanes;
 }
 
 // Whether the ray from the origin's point hits the object (the one-object
@@ -242,22 +299,23 @@ bool object_blocks(const ray_scene &scene, const ray_origin &o, const rayvec &d,
     return square_solve(q, w, d, t);
 }
 
-// Spheres from the last to the first, four at a time; the normal is worked
+// Spheres from the last to the first, a group at a time; the normal is worked
 // out for the one returned.  `any` only asks whether something is hit.
 template <bool any>
-int spheres_walk(const ray_scene &scene, const ray_origin &o, const rayvec &d, int ignore,
-                 ray_hit &hit) {
-    const ray_v4f dx = splat(d.x), dy = splat(d.y), dz = splat(d.z);
+[[gnu::always_inline]] inline int spheres_walk(const ray_scene &scene, const ray_origin &o,
+                                               const rayvec &d, int ignore, ray_hit &hit) {
+    const ray_vf dx = splat(d.x), dy = splat(d.y), dz = splat(d.z);
     const int count = sphere_count(scene);
     for (int g = scene.sphere_groups - 1; g >= 0; --g) {
-        ray_v4f t;
-        int lanes = without(sphere_lanes(o, g, dx, dy, dz, t), 4 * g, ignore);
-        if (4 * g + 4 > count)
-            lanes &= (1 << (count - 4 * g)) - 1;
+        ray_vf t;
+        const int first = RAY_LANES * g;
+        int lanes = without(sphere_lanes(o, g, dx, dy, dz, t), first, ignore);
+        if (first + RAY_LANES > count)
+            lanes &= (1 << (count - first)) - 1;
         if (!lanes)
             continue;
         const int lane = highest_lane(lanes);
-        const int object = 4 * g + lane;
+        const int object = first + lane;
         if (!any)
             sphere_hit(scene.spheres[object], o.point, d, t[lane], object, hit);
         return object;
@@ -343,23 +401,34 @@ void add_lights(ray_scene &scene, const ray_parameters &p) {
 void ray_prepare(ray_scene &scene) {
     copy_sqrt_table();
     const int spheres = sphere_count(scene), squares = square_count(scene);
-    scene.sphere_groups = (spheres + 3) / 4;
-    scene.square_groups = (squares + 3) / 4;
+    scene.sphere_groups = (spheres + RAY_LANES - 1) / RAY_LANES;
+    scene.square_groups = (squares + RAY_LANES - 1) / RAY_LANES;
     const std::size_t sg = static_cast<std::size_t>(scene.sphere_groups);
     const std::size_t qg = static_cast<std::size_t>(scene.square_groups);
     // Padding spheres: radius value -inf makes disc -inf, never a candidate.
     // Padding squares: zero edges make det 0, never a hit.
     const float none = -std::numeric_limits<float>::infinity();
     scene.sphere_group.assign(sg, {splat(0.0f), splat(0.0f), splat(0.0f), splat(none)});
-    const ray_v4f zero = splat(0.0f);
+    const ray_vf zero = splat(0.0f);
     scene.square_group.assign(qg, {zero, zero, zero, zero, zero, zero, zero, zero, zero});
     for (int i = 0; i < spheres; ++i) {
         const ray_sphere &s = scene.spheres[i];
-        ray_sphere_group &group = scene.sphere_group[i / 4];
-        group.x[i % 4] = s.centre.x;
-        group.y[i % 4] = s.centre.y;
-        group.z[i % 4] = s.centre.z;
-        group.r[i % 4] = s.radius;
+        ray_sphere_group &group = scene.sphere_group[i / RAY_LANES];
+        const int lane = i % RAY_LANES;
+        group.x[lane] = s.centre.x;
+        group.y[lane] = s.centre.y;
+        group.z[lane] = s.centre.z;
+        group.r[lane] = s.radius;
+    }
+    const int lights = static_cast<int>(scene.lights.size());
+    scene.light_groups = (lights + RAY_LANES - 1) / RAY_LANES;
+    scene.light_group.assign(static_cast<std::size_t>(scene.light_groups), {zero, zero, zero});
+    for (int i = 0; i < lights; ++i) {
+        ray_light_group &group = scene.light_group[i / RAY_LANES];
+        const int lane = i % RAY_LANES;
+        group.x[lane] = scene.lights[i].position.x;
+        group.y[lane] = scene.lights[i].position.y;
+        group.z[lane] = scene.lights[i].position.z;
     }
     scene.fast_squares.clear();
     for (int i = 0; i < squares; ++i) {
@@ -373,8 +442,8 @@ void ray_prepare(ray_scene &scene) {
                           e1.x * e2.y - e2.x * e1.y};
         rayvec_norm(&f.normal, &n);
         scene.fast_squares.push_back(f);
-        ray_square_group &group = scene.square_group[i / 4];
-        const int lane = i % 4;
+        ray_square_group &group = scene.square_group[i / RAY_LANES];
+        const int lane = i % RAY_LANES;
         group.px[lane] = f.p0.x;
         group.py[lane] = f.p0.y;
         group.pz[lane] = f.p0.z;
@@ -387,7 +456,7 @@ void ray_prepare(ray_scene &scene) {
     }
 }
 
-void ray_origin_set(const ray_scene &scene, ray_origin &o, const rayvec &point) {
+RAY_LANE_CODE void ray_origin_set(const ray_scene &scene, ray_origin &o, const rayvec &point) {
     o.point = point;
     const std::size_t sg = static_cast<std::size_t>(scene.sphere_groups);
     const std::size_t qg = static_cast<std::size_t>(scene.square_groups);
@@ -395,25 +464,44 @@ void ray_origin_set(const ray_scene &scene, ray_origin &o, const rayvec &point) 
         o.spheres.resize(sg);
     if (o.squares.size() != qg)
         o.squares.resize(qg);
-    const ray_v4f px = splat(point.x), py = splat(point.y), pz = splat(point.z);
+    const ray_vf px = splat(point.x), py = splat(point.y), pz = splat(point.z);
     for (std::size_t g = 0; g < sg; ++g) {
         const ray_sphere_group &s = scene.sphere_group[g];
         ray_sphere_from &f = o.spheres[g];
         f.ox = px - s.x;
         f.oy = py - s.y;
         f.oz = pz - s.z;
-        const ray_v4f c = f.ox * f.ox + f.oy * f.oy + f.oz * f.oz;
+        const ray_vf c = f.ox * f.ox + f.oy * f.oy + f.oz * f.oz;
         f.k = splat(4.0f) * (c - s.r);
     }
     for (std::size_t g = 0; g < qg; ++g) {
         const ray_square_group &q = scene.square_group[g];
         ray_square_from &f = o.squares[g];
-        const ray_v4f wx = q.px - px, wy = q.py - py, wz = q.pz - pz;
+        const ray_vf wx = q.px - px, wy = q.py - py, wz = q.pz - pz;
         f.wx = wx;
         f.wy = wy;
         f.wz = wz;
         f.tn = q.e1x * (q.e2y * wz - wy * q.e2z) - q.e1y * (q.e2x * wz - wx * q.e2z) +
                q.e1z * (q.e2x * wy - wx * q.e2y);
+    }
+}
+
+RAY_LANE_CODE void ray_origin_lights(const ray_scene &scene, ray_origin &o, const rayvec &n) {
+    const std::size_t groups = static_cast<std::size_t>(scene.light_groups);
+    if (o.lights.size() != groups)
+        o.lights.resize(groups);
+    const ray_vf px = splat(o.point.x), py = splat(o.point.y), pz = splat(o.point.z);
+    const ray_vf nx = splat(n.x), ny = splat(n.y), nz = splat(n.z);
+    for (std::size_t g = 0; g < groups; ++g) {
+        const ray_light_group &light = scene.light_group[g];
+        ray_light_from &f = o.lights[g];
+        // norm(light - point), then its dot product with the normal.
+        const ray_vf x = light.x - px, y = light.y - py, z = light.z - pz;
+        const ray_vf length = sqrt_lanes(x * x + y * y + z * z);
+        f.x = x / length;
+        f.y = y / length;
+        f.z = z / length;
+        f.d = nx * f.x + ny * f.y + nz * f.z;
     }
 }
 
@@ -451,38 +539,38 @@ int ray_intersect(const ray_scene &scene, const ray_ray &ray, ray_hit &hit) {
     return -1;
 }
 
-int ray_intersect_from(const ray_scene &scene, const ray_origin &o, const rayvec &d, int ignore,
-                       ray_hit &hit) {
+RAY_LANE_CODE int ray_intersect_from(const ray_scene &scene, const ray_origin &o, const rayvec &d,
+                                     int ignore, ray_hit &hit) {
     const int spheres = sphere_count(scene);
-    const ray_v4f dx = splat(d.x), dy = splat(d.y), dz = splat(d.z);
+    const ray_vf dx = splat(d.x), dy = splat(d.y), dz = splat(d.z);
     for (int g = scene.square_groups - 1; g >= 0; --g) {
-        ray_v4f t;
+        ray_vf t;
         const int lanes =
-            without(square_lanes(scene, o, g, dx, dy, dz, t), spheres + 4 * g, ignore);
+            without(square_lanes(scene, o, g, dx, dy, dz, t), spheres + RAY_LANES * g, ignore);
         if (lanes) {
             const int lane = highest_lane(lanes);
             hit.t = t[lane];
-            hit.normal = scene.fast_squares[4 * g + lane].normal;
-            hit.object = spheres + 4 * g + lane;
+            hit.normal = scene.fast_squares[RAY_LANES * g + lane].normal;
+            hit.object = spheres + RAY_LANES * g + lane;
             return hit.object;
         }
     }
     return spheres_walk<false>(scene, o, d, ignore, hit);
 }
 
-bool ray_blocked_from(const ray_scene &scene, const ray_origin &o, const rayvec &d, int ignore,
-                      int *last) {
+RAY_LANE_CODE bool ray_blocked_from(const ray_scene &scene, const ray_origin &o, const rayvec &d,
+                                    int ignore, int *last) {
     if (last && *last >= 0 && *last != ignore && object_blocks(scene, o, d, *last))
         return true;
     const int spheres = sphere_count(scene);
-    const ray_v4f dx = splat(d.x), dy = splat(d.y), dz = splat(d.z);
+    const ray_vf dx = splat(d.x), dy = splat(d.y), dz = splat(d.z);
     for (int g = scene.square_groups - 1; g >= 0; --g) {
-        ray_v4f t;
+        ray_vf t;
         const int lanes =
-            without(square_lanes(scene, o, g, dx, dy, dz, t), spheres + 4 * g, ignore);
+            without(square_lanes(scene, o, g, dx, dy, dz, t), spheres + RAY_LANES * g, ignore);
         if (lanes) {
             if (last)
-                *last = spheres + 4 * g + highest_lane(lanes);
+                *last = spheres + RAY_LANES * g + highest_lane(lanes);
             return true;
         }
     }
@@ -500,8 +588,8 @@ void ray_workspace::reserve(const ray_scene &scene) {
     blockers.assign(2 * static_cast<std::size_t>(kinds), -1);
 }
 
-ray_v4f ray_fast_sqrt4(const ray_v4f &x) {
-    return fast_sqrt4(x);
+void ray_fast_sqrt_lanes(const ray_vf &x, ray_vf &root) {
+    root = fast_sqrt_lanes(x);
 }
 
 void ray_background(const ray_context &context, const ray_ray &ray, raycolor &colour) {
@@ -586,16 +674,17 @@ void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ra
     ray_origin own;
     ray_origin &from = context.work ? context.work->points[depth] : own;
     ray_origin_set(scene, from, p);
+    ray_origin_lights(scene, from, n);
     const int lights = static_cast<int>(scene.lights.size());
 
-    for (int i = static_cast<int>(scene.lights.size()) - 1; i >= 0; --i) {
-        const ray_light &light = scene.lights[i];
-        rayvec l;
-        rayvec_sub(&l, &light.position, &p);
-        rayvec_norm(&l, &l);
-        const float diffuse = rayvec_dot(&n, &l);
+    for (int i = lights - 1; i >= 0; --i) {
+        // l = norm(light - p), diffuse = n . l
+        const ray_light_from &to = from.lights[i / RAY_LANES];
+        const int lane = i % RAY_LANES;
+        const float diffuse = to.d[lane];
         if (!(diffuse > 0))
             continue;
+        const rayvec l = {to.x[lane], to.y[lane], to.z[lane]};
         // The shadow ray has no length: what lies behind the light shadows too.
         int *last = context.work ? context.work->blocker(depth, i) : nullptr;
         if (ray_blocked_from(scene, from, l, hit.object, last))

@@ -167,20 +167,24 @@ struct ray_square_fast {
     rayvec normal; // norm(e1 x e2)
 };
 
-// Four floats, one object each: the inner loops test four spheres or four
-// squares at once, every lane doing exactly the operations of the one-object
-// test.
-typedef float ray_v4f __attribute__((vector_size(16)));
+// One float per object: the inner loops test RAY_LANES spheres or squares
+// at once, every lane doing exactly the operations of the one-object test.
+// Where the processor has them, the loops run on 8-float registers (the
+// functions are built twice and picked at start); elsewhere each operation
+// takes two 4-float steps.  The alignment is stated: without it the
+// baseline build would align the type for its own registers only.
+inline constexpr int RAY_LANES = 8;
+typedef float ray_vf __attribute__((vector_size(4 * RAY_LANES), aligned(4 * RAY_LANES)));
 
-// Four spheres and four squares of the scene, lane i holding object 4g + i
-// of its kind.
+// RAY_LANES spheres or squares of the scene, lane i of group g holding
+// object RAY_LANES g + i of its kind.
 struct ray_sphere_group {
-    ray_v4f x, y, z, r; // centre, radius value
+    ray_vf x, y, z, r; // centre, radius value
 };
 struct ray_square_group {
-    ray_v4f px, py, pz;    // p0
-    ray_v4f e1x, e1y, e1z; // p0 - p1
-    ray_v4f e2x, e2y, e2z; // p0 - p2
+    ray_vf px, py, pz;    // p0
+    ray_vf e1x, e1y, e1z; // p0 - p1
+    ray_vf e2x, e2y, e2z; // p0 - p2
 };
 
 // What every ray leaving one point shares: per sphere, point - centre and
@@ -188,15 +192,24 @@ struct ray_square_group {
 // numerator of t.  Filled once per point (the eye, a hit point) and used by
 // all the rays that leave it.
 struct ray_sphere_from {
-    ray_v4f ox, oy, oz, k;
+    ray_vf ox, oy, oz, k;
 };
 struct ray_square_from {
-    ray_v4f wx, wy, wz, tn;
+    ray_vf wx, wy, wz, tn;
+};
+// From a hit point: the unit direction to each light and its dot product
+// with the surface normal, RAY_LANES lights to a group.
+struct ray_light_from {
+    ray_vf x, y, z, d;
 };
 struct ray_origin {
     rayvec point{};
     std::vector<ray_sphere_from> spheres;
     std::vector<ray_square_from> squares;
+    std::vector<ray_light_from> lights;
+};
+struct ray_light_group {
+    ray_vf x, y, z;
 };
 
 struct ray_scene {
@@ -214,9 +227,10 @@ struct ray_scene {
     std::vector<ray_sphere> spheres;
     std::vector<ray_square> squares;
 
-    // Flat copies for the inner loops (ray_prepare), four objects to a
+    // Flat copies for the inner loops (ray_prepare), RAY_LANES objects to a
     // group; padding lanes never hit.
-    int sphere_groups = 0, square_groups = 0;
+    int sphere_groups = 0, square_groups = 0, light_groups = 0;
+    std::vector<ray_light_group> light_group;
     std::vector<ray_sphere_group> sphere_group;
     std::vector<ray_square_group> square_group;
     std::vector<ray_square_fast> fast_squares;
@@ -299,13 +313,17 @@ void add_lights(ray_scene &scene, const ray_parameters &parameters);
 void ray_prepare(ray_scene &scene);
 // Fills what the rays leaving `point` share.
 void ray_origin_set(const ray_scene &scene, ray_origin &origin, const rayvec &point);
+// Fills the directions to the lights from the origin's point, and their dot
+// products with the normal there.
+void ray_origin_lights(const ray_scene &scene, ray_origin &origin, const rayvec &normal);
 // The eye of a pass: scene.primary.
 void ray_prepare_primary(ray_scene &scene, const rayvec &eye);
 
 // The table-driven square root of the library's fast math, inline, and
-// four at a time.  Same bits as xmath_fast_sqrt for every input.
+// for RAY_LANES values at once.  Same bits as xmath_fast_sqrt for every
+// input.
 float ray_fast_sqrt(float x);
-ray_v4f ray_fast_sqrt4(const ray_v4f &x);
+void ray_fast_sqrt_lanes(const ray_vf &x, ray_vf &root);
 
 bool ray_sphere_intersect(const ray_scene &scene, int object, const ray_ray &ray, ray_hit &hit);
 bool ray_square_intersect(const ray_scene &scene, int object, const ray_ray &ray, ray_hit &hit);
@@ -321,8 +339,8 @@ int ray_intersect_from(const ray_scene &scene, const ray_origin &origin, const r
 // matter: shadow rays, and rays whose hit would be shaded black).  With
 // `last`, the object it holds is tested first and the blocking object is
 // stored there.
-bool ray_blocked_from(const ray_scene &scene, const ray_origin &origin, const rayvec &d,
-                      int ignore, int *last = nullptr);
+bool ray_blocked_from(const ray_scene &scene, const ray_origin &origin, const rayvec &d, int ignore,
+                      int *last = nullptr);
 void ray_background(const ray_context &context, const ray_ray &ray, raycolor &colour);
 void ray_shade(const ray_context &context, const ray_hit &hit, const ray_ray &ray, int depth,
                raycolor &colour);
