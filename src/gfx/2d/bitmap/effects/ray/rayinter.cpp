@@ -67,6 +67,13 @@ typedef float ray_v4f __attribute__((vector_size(16)));
 
 constexpr int all_lanes = (1 << RAY_LANES) - 1;
 
+// The bits of one lane vector as another (the compiler's vector cast, which
+// reinterprets vectors of one size).
+template <class To, class From> [[gnu::always_inline]] inline To lanes_as(const From &from) {
+    static_assert(sizeof(To) == sizeof(From));
+    return (To)from;
+}
+
 [[gnu::always_inline]] inline ray_vf splat(float value) {
     ray_vf v;
     for (int lane = 0; lane < RAY_LANES; ++lane)
@@ -87,7 +94,7 @@ constexpr int all_lanes = (1 << RAY_LANES) - 1;
 #else
     int bits = 0;
     for (int lane = 0; lane < RAY_LANES; ++lane)
-        bits |= static_cast<int>(std::bit_cast<ray_vu>(mask)[lane] >> 31) << lane;
+        bits |= static_cast<int>(lanes_as<ray_vu>(mask)[lane] >> 31) << lane;
     return bits;
 #endif
 }
@@ -95,7 +102,7 @@ constexpr int all_lanes = (1 << RAY_LANES) - 1;
 // The lanes that may hit: not (disc < 0), so that a NaN goes on to the
 // scalar test as it would without the filter.
 [[gnu::always_inline]] inline int sphere_candidates(const ray_vf &disc) {
-    return ~lane_bits(std::bit_cast<ray_vf>(disc < splat(0.0f))) & all_lanes;
+    return ~lane_bits(lanes_as<ray_vf>(disc < splat(0.0f))) & all_lanes;
 }
 
 // The square's determinants expanded along the first column.  With
@@ -196,10 +203,10 @@ void sphere_hit(const ray_sphere &s, const rayvec &origin, const rayvec &d, floa
     const ray_vf n2 = wx * dz - dx * wz;
     const ray_vf n3 = wx * dy - dx * wy;
     const ray_vf v = (e1x * n1 - e1y * n2 + e1z * n3) / det;
-    const auto magnitude = std::bit_cast<ray_vf>(std::bit_cast<ray_vi>(det) & 0x7fffffff);
+    const auto magnitude = lanes_as<ray_vf>(lanes_as<ray_vi>(det) & 0x7fffffff);
     const auto hit = ~(magnitude < splat(flat_det)) & (t > splat(0.0f)) & (u >= splat(0.0f)) &
                      (u <= splat(1.0f)) & (v >= splat(0.0f)) & (v <= splat(1.0f));
-    return lane_bits(std::bit_cast<ray_vf>(hit));
+    return lane_bits(lanes_as<ray_vf>(hit));
 }
 
 // sqrtf in every lane.
@@ -228,20 +235,20 @@ void sphere_hit(const ray_sphere &s, const rayvec &origin, const rayvec &d, floa
 // instruction instead of a table look-up per lane.  Other inputs (subnormal,
 // negative, infinite, NaN) go through the table itself.
 [[gnu::always_inline]] inline ray_vf fast_sqrt_lanes(const ray_vf &x) {
-    const ray_vu bits = std::bit_cast<ray_vu>(x);
+    const ray_vu bits = lanes_as<ray_vu>(x);
     const auto zero = x == splat(0.0f);
     const auto normal = (bits >> 23) - 1u < 254u; // exponent 1 .. 254, sign clear
-    if (lane_bits(std::bit_cast<ray_vf>(normal | zero)) == all_lanes) [[likely]] {
-        const ray_vf root = sqrt_lanes(std::bit_cast<ray_vf>(bits & 0xffff0000u));
+    if (lane_bits(lanes_as<ray_vf>(normal | zero)) == all_lanes) [[likely]] {
+        const ray_vf root = sqrt_lanes(lanes_as<ray_vf>(bits & 0xffff0000u));
         return zero ? splat(0.0f) : root;
     }
-    const ray_vi exponent = std::bit_cast<ray_vi>(bits >> 23) - 127;
-    const ray_vu index = ((bits >> 16) & 0x7fu) + std::bit_cast<ray_vu>(exponent & 1) * 128u;
-    const ray_vu half = std::bit_cast<ray_vu>((exponent >> 1) + 127);
+    const ray_vi exponent = lanes_as<ray_vi>(bits >> 23) - 127;
+    const ray_vu index = ((bits >> 16) & 0x7fu) + lanes_as<ray_vu>(exponent & 1) * 128u;
+    const ray_vu half = lanes_as<ray_vu>((exponent >> 1) + 127);
     ray_vu mantissa;
     for (int lane = 0; lane < RAY_LANES; ++lane)
         mantissa[lane] = sqrt_mantissa[index[lane]];
-    const ray_vf root = std::bit_cast<ray_vf>((half << 23) + mantissa);
+    const ray_vf root = lanes_as<ray_vf>((half << 23) + mantissa);
     return zero ? splat(0.0f) : root;
 }
 
@@ -256,7 +263,7 @@ void sphere_hit(const ray_sphere &s, const rayvec &origin, const rayvec &d, floa
     t1 = t1 <= zero ? t2 : t1;
     t2 = t2 <= zero ? t1 : t2;
     t = t2 < t1 ? t2 : t1;
-    return candidates & ~lane_bits(std::bit_cast<ray_vf>(t <= zero));
+    return candidates & ~lane_bits(lanes_as<ray_vf>(t <= zero));
 }
 
 // The sphere test for the spheres of group g from the origin's shared values: the
@@ -583,9 +590,15 @@ RAY_LANE_CODE bool ray_blocked_from(const ray_scene &scene, const ray_origin &o,
     return true;
 }
 
+// Sized once, so that tracing never allocates (nor throws) in a worker.
 void ray_workspace::reserve(const ray_scene &scene) {
     kinds = static_cast<int>(scene.lights.size()) + 2;
     blockers.assign(2 * static_cast<std::size_t>(kinds), -1);
+    for (ray_origin &o : points) {
+        o.spheres.resize(static_cast<std::size_t>(scene.sphere_groups));
+        o.squares.resize(static_cast<std::size_t>(scene.square_groups));
+        o.lights.resize(static_cast<std::size_t>(scene.light_groups));
+    }
 }
 
 void ray_fast_sqrt_lanes(const ray_vf &x, ray_vf &root) {

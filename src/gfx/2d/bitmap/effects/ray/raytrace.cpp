@@ -431,6 +431,10 @@ void trace_pass(const row_tracer &tracer, int height, int threads, progress_guar
         }
         return;
     }
+    // Each worker's scratch is made here, so that workers never allocate.
+    std::vector<ray_workspace> works(static_cast<std::size_t>(threads));
+    for (ray_workspace &work : works)
+        work.reserve(tracer.scene());
     std::atomic<int> next{0};
     std::atomic<bool> stop{false};
     std::mutex lock;
@@ -445,9 +449,8 @@ void trace_pass(const row_tracer &tracer, int height, int threads, progress_guar
             ~stopper() { stop.store(true); }
         } stop_on_exit{stop};
         for (int i = 0; i < threads; ++i)
-            workers.emplace_back([&] {
-                ray_workspace work;
-                work.reserve(tracer.scene());
+            workers.emplace_back([&, i] {
+                ray_workspace &work = works[i];
                 for (int y = next++; y < height && !stop.load(); y = next++) {
                     best[y] = tracer.trace(y, work);
                     {
