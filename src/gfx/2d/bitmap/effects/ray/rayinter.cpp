@@ -23,7 +23,8 @@
 #endif
 
 // The functions that run the lanes, built for 8-float registers and for the
-// baseline; the program picks one at start.
+// baseline; the program picks one at start.  ThreadSanitizer builds keep the
+// baseline only: the picking runs before that sanitizer's runtime is ready.
 #if defined(__x86_64__) && !defined(__SANITIZE_THREAD__)
 #define RAY_LANE_CODE __attribute__((target_clones("avx2", "default")))
 #else
@@ -81,16 +82,22 @@ template <class To, class From> [[gnu::always_inline]] inline To lanes_as(const 
     return v;
 }
 
+static_assert(RAY_LANES == 8, "the halves below are written for eight lanes");
+
+[[gnu::always_inline]] inline ray_v4f low_half(const ray_vf &x) {
+    return __builtin_shufflevector(x, x, 0, 1, 2, 3);
+}
+[[gnu::always_inline]] inline ray_v4f high_half(const ray_vf &x) {
+    return __builtin_shufflevector(x, x, 4, 5, 6, 7);
+}
+[[gnu::always_inline]] inline ray_vf join(const ray_v4f &low, const ray_v4f &high) {
+    return __builtin_shufflevector(low, high, 0, 1, 2, 3, 4, 5, 6, 7);
+}
+
 // Bit i set when lane i of the comparison is true (its sign bit is set).
 [[gnu::always_inline]] inline int lane_bits(const ray_vf &mask) {
 #if defined(__SSE__)
-    int bits = 0;
-    for (int quarter = 0; quarter < RAY_LANES / 4; ++quarter) {
-        ray_v4f part;
-        std::memcpy(&part, reinterpret_cast<const char *>(&mask) + 16 * quarter, 16);
-        bits |= _mm_movemask_ps(part) << (4 * quarter);
-    }
-    return bits;
+    return _mm_movemask_ps(low_half(mask)) | _mm_movemask_ps(high_half(mask)) << 4;
 #else
     int bits = 0;
     for (int lane = 0; lane < RAY_LANES; ++lane)
@@ -115,15 +122,21 @@ bool square_solve(const ray_square_fast &q, const rayvec &w, const rayvec &d, fl
     const float det = e1.x * m1 - e1.y * m2 + e1.z * m3;
     if (std::fabs(static_cast<double>(det)) < 1e-05)
         return false;
-    const float numerator = e1.x * (e2.y * w.z - w.y * e2.z) - e1.y * (e2.x * w.z - w.x * e2.z) +
-                            e1.z * (e2.x * w.y - w.x * e2.y);
-    const float tt = numerator / det;
+    // A hit needs 0 <= u <= 1, 0 <= v <= 1 and t > 0; the cheapest test
+    // that fails ends it.
     const float u = (w.x * m1 - w.y * m2 + w.z * m3) / det;
+    if (!(u >= 0 && u <= 1))
+        return false;
     const float n1 = w.y * d.z - d.y * w.z;
     const float n2 = w.x * d.z - d.x * w.z;
     const float n3 = w.x * d.y - d.x * w.y;
     const float v = (e1.x * n1 - e1.y * n2 + e1.z * n3) / det;
-    if (!(tt > 0 && u >= 0 && u <= 1 && v >= 0 && v <= 1))
+    if (!(v >= 0 && v <= 1))
+        return false;
+    const float numerator = e1.x * (e2.y * w.z - w.y * e2.z) - e1.y * (e2.x * w.z - w.x * e2.z) +
+                            e1.z * (e2.x * w.y - w.x * e2.y);
+    const float tt = numerator / det;
+    if (!(tt > 0))
         return false;
     t = tt;
     return true;
@@ -212,14 +225,7 @@ void sphere_hit(const ray_sphere &s, const rayvec &origin, const rayvec &d, floa
 // sqrtf in every lane.
 [[gnu::always_inline]] inline ray_vf sqrt_lanes(const ray_vf &x) {
 #if defined(__SSE__)
-    ray_vf root;
-    for (int quarter = 0; quarter < RAY_LANES / 4; ++quarter) {
-        ray_v4f part;
-        std::memcpy(&part, reinterpret_cast<const char *>(&x) + 16 * quarter, 16);
-        part = _mm_sqrt_ps(part);
-        std::memcpy(reinterpret_cast<char *>(&root) + 16 * quarter, &part, 16);
-    }
-    return root;
+    return join(_mm_sqrt_ps(low_half(x)), _mm_sqrt_ps(high_half(x)));
 #else
     ray_vf root;
     for (int lane = 0; lane < RAY_LANES; ++lane)

@@ -345,6 +345,12 @@ std::uint8_t channel_byte(float c) {
     const float level = c * 255;
     if (!(level <= 255))
         return 255;
+    if (level >= 0) {
+        // roundf (halves away from zero) of 0 .. 255: the fraction above the
+        // whole part is exact in float.
+        const int whole = static_cast<int>(level);
+        return static_cast<std::uint8_t>(whole + (level - static_cast<float>(whole) >= 0.5f));
+    }
     // Colours never go below 0 here; the wrap keeps a stray negative defined.
     const float rounded = std::max(roundf(level), -2147483648.0f);
     return static_cast<std::uint8_t>(static_cast<std::int32_t>(rounded));
