@@ -63,6 +63,7 @@ TEST_F(ConfigData, HoldsEveryKeyTheProgramUses) {
     for (const char *key : {"last.loadtime", "last.savetime"})
         EXPECT_TRUE(exists("*.time.logging", key)) << key;
     EXPECT_TRUE(exists("*", "cache.size"));
+    EXPECT_TRUE(exists("*.raytrace", "threads"));
     for (const char *alias :
          {"$path.tmp$", "$path.bin$", "$path.bak$", "$path.cookies$", "$default.cookie$",
           "$default.font$", "$path.presets$", "$path.filters$", "$path.gfx$", "$path.res$"})
