@@ -351,32 +351,44 @@ TEST(DesktopVideo, ProbedSizeAndLaterOptions) {
 TEST(DesktopVideo, ShowsEachPictureWithItsCookie) {
     REQUIRE_TRACER();
     private_display server(400, 300, 24);
-    scratch_directory scratch;
-    std::string config = make_config(scratch.path());
-    run_result result =
-        run_program({"-m", "1", "-c", "-s", "shot%04d.tga"}, scratch.path(), config, server.name());
-    ASSERT_EQ(result.status, 0) << result.err;
-    rgb_picture saved = read_with_imagemagick("shot0000.tga");
-    rgb_picture desktop = read_with_imagemagick("lumivane-desktop.bmp");
-    ASSERT_EQ(desktop.width, saved.width);
-    ASSERT_EQ(desktop.height, saved.height);
-    // The desktop frame is the saved picture with the cookie printed in white.
-    int cookie = 0, other = 0;
-    for (int y = 0; y < saved.height; ++y)
-        for (int x = 0; x < saved.width; ++x)
-            if (!std::equal(saved.at(x, y), saved.at(x, y) + 3, desktop.at(x, y)))
-                ++(desktop.at(x, y)[0] == 255 && desktop.at(x, y)[1] == 255 &&
-                           desktop.at(x, y)[2] == 255
-                       ? cookie
-                       : other);
-    EXPECT_GT(cookie, 0) << "a cookie was printed";
-    EXPECT_EQ(other, 0);
-    EXPECT_TRUE(close_to(read_root_window(server.name()),
-                         expected_screen(desktop, 400, 300, layout::fill), 2));
-    connection display = open(server.name());
-    Pixmap shown = root_property(display.get(), "_XROOTPMAP_ID");
-    EXPECT_EQ(root_property(display.get(), "ESETROOT_PMAP_ID"), shown);
-    EXPECT_EQ(pixmap_size(server.name(), shown), std::make_pair(400u, 300u));
+    // 24 bits per pixel, and 32 (-A), which the desktop file cannot hold as
+    // it stands.
+    struct row {
+        const char *depth;
+        std::vector<std::string> more;
+    };
+    for (const row &r : {row{"24 bpp", {}}, row{"32 bpp", {"-A"}}}) {
+        const char *depth = r.depth;
+        scratch_directory scratch;
+        std::string config = make_config(scratch.path());
+        std::vector<std::string> arguments = {"-m", "1", "-c", "-s", "shot%04d.tga"};
+        arguments.insert(arguments.end(), r.more.begin(), r.more.end());
+        run_result result = run_program(arguments, scratch.path(), config, server.name());
+        ASSERT_EQ(result.status, 0) << result.err;
+        rgb_picture saved = read_with_imagemagick("shot0000.tga");
+        rgb_picture desktop = read_with_imagemagick("lumivane-desktop.bmp");
+        ASSERT_EQ(desktop.width, saved.width);
+        ASSERT_EQ(desktop.height, saved.height);
+        // The desktop frame is the saved picture with the cookie printed in
+        // white.
+        int cookie = 0, other = 0;
+        for (int y = 0; y < saved.height; ++y)
+            for (int x = 0; x < saved.width; ++x)
+                if (!std::equal(saved.at(x, y), saved.at(x, y) + 3, desktop.at(x, y)))
+                    ++(desktop.at(x, y)[0] == 255 && desktop.at(x, y)[1] == 255 &&
+                               desktop.at(x, y)[2] == 255
+                           ? cookie
+                           : other);
+        EXPECT_GT(cookie, 0) << depth << ": a cookie was printed";
+        EXPECT_EQ(other, 0) << depth;
+        EXPECT_TRUE(close_to(read_root_window(server.name()),
+                             expected_screen(desktop, 400, 300, layout::fill), 2))
+            << depth;
+        connection display = open(server.name());
+        Pixmap shown = root_property(display.get(), "_XROOTPMAP_ID");
+        EXPECT_EQ(root_property(display.get(), "ESETROOT_PMAP_ID"), shown);
+        EXPECT_EQ(pixmap_size(server.name(), shown), std::make_pair(400u, 300u));
+    }
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/bitmapio.h"
 #include "gfx/2d/bitmap/color.h"
+#include "gfx/2d/bitmap/pixel.h"
 
 #include <X11/Xlib.h>
 
@@ -127,7 +128,14 @@ void video_flush() {
     if (!command || !file)
         return;
     // Saved under the configured name: the stream layer expands it again.
-    bitmap_filesave(frame, video_savename, nullptr);
+    // The Windows bitmap writer takes 8 and 24 bits per pixel only; a frame
+    // of another depth is shown through a 24-bit copy.
+    if (!bitmap_filesave(frame, video_savename, nullptr) && frame->bpp != 24) {
+        if (bitmap *copy = bitmap_upgrade(frame, 24)) {
+            bitmap_filesave(copy, video_savename, nullptr);
+            bitmap_kill(copy);
+        }
+    }
     std::string line = shell_word(command.get()) + " " + shell_word(path_unix(file.get()));
     // The setter reports its own failures; the next picture tries again.
     [[maybe_unused]] int ignored = std::system(line.c_str());

@@ -44,7 +44,8 @@ std::uint8_t *video_linear();
 // Fills `mask` with the frame buffer's pixel layout; 1 when the depth has
 // one (15, 16, 24, 32), else 0.
 int video_get_mask(colormask *mask);
-// Writes the frame to the desktop file and runs the background setter on it.
+// Writes the frame to the desktop file (frames of a depth the file type does
+// not take through a 24-bit copy) and runs the background setter on it.
 // An X server that went away is an error; a failing save or setter is not.
 void video_flush();
 // Frees the frame buffer.
