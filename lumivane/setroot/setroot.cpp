@@ -28,6 +28,7 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstdarg>
@@ -223,32 +224,63 @@ std::uint32_t place(channel_layout layout, std::uint8_t value) {
     return v << layout.shift;
 }
 
-// Packs the screen-sized RGB rows into the image in the visual's layout,
-// least significant byte first (Xlib swaps for a server that wants
-// otherwise).
-void pack_image(XImage *image, const Visual *visual, const std::vector<std::uint8_t> &rgb,
-                int width, int height) {
-    channel_layout red = layout_of(visual->red_mask);
-    channel_layout green = layout_of(visual->green_mask);
-    channel_layout blue = layout_of(visual->blue_mask);
-    std::uint32_t table[3][256];
-    for (int v = 0; v < 256; ++v) {
-        table[0][v] = place(red, static_cast<std::uint8_t>(v));
-        table[1][v] = place(green, static_cast<std::uint8_t>(v));
-        table[2][v] = place(blue, static_cast<std::uint8_t>(v));
+// Bytes of client memory a strip of rows may take.
+constexpr int strip_bytes = 256 * 1024;
+
+// Packs screen rows into the image in the visual's layout, in the host's
+// byte order (Xlib swaps for a server that wants the other).
+class pixel_packer {
+  public:
+    pixel_packer(XImage *image, const Visual *visual) : image_(image) {
+        const channel_layout red = layout_of(visual->red_mask);
+        const channel_layout green = layout_of(visual->green_mask);
+        const channel_layout blue = layout_of(visual->blue_mask);
+        for (int v = 0; v < 256; ++v) {
+            table_[0][v] = place(red, static_cast<std::uint8_t>(v));
+            table_[1][v] = place(green, static_cast<std::uint8_t>(v));
+            table_[2][v] = place(blue, static_cast<std::uint8_t>(v));
+        }
+        image->byte_order = std::endian::native == std::endian::little ? LSBFirst : MSBFirst;
     }
-    const int bytes = image->bits_per_pixel / 8;
-    for (int y = 0; y < height; ++y) {
-        const std::uint8_t *in = rgb.data() + static_cast<std::size_t>(y) * width * 3;
-        auto *out = reinterpret_cast<std::uint8_t *>(image->data) +
-                    static_cast<std::size_t>(y) * image->bytes_per_line;
-        for (int x = 0; x < width; ++x, in += 3, out += bytes) {
-            std::uint32_t pixel = table[0][in[0]] | table[1][in[1]] | table[2][in[2]];
-            for (int b = 0; b < bytes; ++b)
-                out[b] = static_cast<std::uint8_t>(pixel >> (8 * b));
+
+    // Packs one row into line `y` of the image.
+    void pack(int y, const std::uint8_t *row) const {
+        auto *out = reinterpret_cast<std::uint8_t *>(image_->data) +
+                    static_cast<std::size_t>(y) * image_->bytes_per_line;
+        const int width = image_->width;
+        switch (image_->bits_per_pixel) {
+        case 32:
+            for (int x = 0; x < width; ++x, row += 3, out += 4) {
+                std::uint32_t pixel = pack(row);
+                std::memcpy(out, &pixel, 4);
+            }
+            break;
+        case 16:
+            for (int x = 0; x < width; ++x, row += 3, out += 2) {
+                auto pixel = static_cast<std::uint16_t>(pack(row));
+                std::memcpy(out, &pixel, 2);
+            }
+            break;
+        default: // 24: three bytes in the host's order
+            for (int x = 0; x < width; ++x, row += 3, out += 3) {
+                std::uint32_t pixel = pack(row);
+                for (int b = 0; b < 3; ++b) {
+                    int shift = std::endian::native == std::endian::little ? 8 * b : 8 * (2 - b);
+                    out[b] = static_cast<std::uint8_t>(pixel >> shift);
+                }
+            }
+            break;
         }
     }
-}
+
+  private:
+    std::uint32_t pack(const std::uint8_t *rgb) const {
+        return table_[0][rgb[0]] | table_[1][rgb[1]] | table_[2][rgb[2]];
+    }
+
+    XImage *image_;
+    std::uint32_t table_[3][256];
+};
 
 } // namespace
 
@@ -274,23 +306,26 @@ int main(int argc, char **argv) {
     if (visual->c_class != TrueColor && visual->c_class != DirectColor)
         fail(1, "the default visual of depth %d has no true colours", depth);
 
-    std::unique_ptr<XImage, image_destroyer> image(
+    // The picture goes to the server in strips of rows: only one strip's
+    // worth of client memory is ever touched, whatever the screen's size.
+    std::unique_ptr<XImage, image_destroyer> probe(
         XCreateImage(display, visual, static_cast<unsigned>(depth), ZPixmap, 0, nullptr,
-                     static_cast<unsigned>(width), static_cast<unsigned>(height), 32, 0));
-    if (!image ||
-        (image->bits_per_pixel != 16 && image->bits_per_pixel != 24 && image->bits_per_pixel != 32))
+                     static_cast<unsigned>(width), 1, 32, 0));
+    if (!probe ||
+        (probe->bits_per_pixel != 16 && probe->bits_per_pixel != 24 && probe->bits_per_pixel != 32))
         fail(1, "depth %d is not supported", depth);
-    image->byte_order = LSBFirst;
-    image->data = static_cast<char *>(
-        std::calloc(static_cast<std::size_t>(image->bytes_per_line) * height, 1));
-    if (!image->data)
+    const int strip_rows = std::clamp(strip_bytes / probe->bytes_per_line, 1, height);
+    probe.reset();
+    std::unique_ptr<XImage, image_destroyer> strip(
+        XCreateImage(display, visual, static_cast<unsigned>(depth), ZPixmap, 0, nullptr,
+                     static_cast<unsigned>(width), static_cast<unsigned>(strip_rows), 32, 0));
+    if (!strip)
+        fail(1, "depth %d is not supported", depth);
+    // Every pixel is written before a strip is sent, so it need not be cleared.
+    strip->data = static_cast<char *>(
+        std::malloc(static_cast<std::size_t>(strip->bytes_per_line) * strip_rows));
+    if (!strip->data)
         fail(1, "out of memory for a %dx%d screen", width, height);
-
-    std::vector<std::uint8_t> rgb =
-        scale_picture(picture->bits, static_cast<int>(picture->xsize),
-                      static_cast<int>(picture->ysize), width, height, chosen.mode);
-    picture.reset();
-    pack_image(image.get(), visual, rgb, width, height);
 
     const Atom root_id = XInternAtom(display, "_XROOTPMAP_ID", False);
     const Atom esetroot_id = XInternAtom(display, "ESETROOT_PMAP_ID", False);
@@ -300,8 +335,16 @@ int main(int argc, char **argv) {
     Pixmap pixmap = XCreatePixmap(display, root, static_cast<unsigned>(width),
                                   static_cast<unsigned>(height), static_cast<unsigned>(depth));
     GC gc = XCreateGC(display, pixmap, 0, nullptr);
-    XPutImage(display, pixmap, gc, image.get(), 0, 0, 0, 0, static_cast<unsigned>(width),
-              static_cast<unsigned>(height));
+    const pixel_packer packer(strip.get(), visual);
+    scale_picture(picture->bits, static_cast<int>(picture->xsize), static_cast<int>(picture->ysize),
+                  width, height, chosen.mode, [&](int y, const std::uint8_t *row) {
+                      const int line = y % strip_rows;
+                      packer.pack(line, row);
+                      if (line == strip_rows - 1 || y == height - 1)
+                          XPutImage(display, pixmap, gc, strip.get(), 0, 0, 0, y - line,
+                                    static_cast<unsigned>(width), static_cast<unsigned>(line + 1));
+                  });
+    picture.reset();
     XFreeGC(display, gc);
     XSync(display, False);
     if (x_error_code)

@@ -213,7 +213,8 @@ TEST(Setroot, DrawsThePictureAsTheScreenWants) {
     for (const row &r : rows) {
         auto &server = servers[r.depth];
         if (!server)
-            server = std::make_unique<private_display>(150, 100, r.depth);
+            // Large enough for the setter to send several strips of rows.
+            server = std::make_unique<private_display>(640, 480, r.depth);
         std::vector<std::string> arguments;
         if (r.option)
             arguments.push_back(r.option);
@@ -221,7 +222,7 @@ TEST(Setroot, DrawsThePictureAsTheScreenWants) {
         run_result result = setroot(arguments, server->name());
         ASSERT_EQ(result.status, 0) << result.err;
         EXPECT_TRUE(close_to(read_root_window(server->name()),
-                             expected_screen(picture, 150, 100, r.how), r.tolerance))
+                             expected_screen(picture, 640, 480, r.how), r.tolerance))
             << "depth " << r.depth << " " << (r.option ? r.option : "(default)");
     }
 }
