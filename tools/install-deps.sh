@@ -6,7 +6,8 @@ set -euo pipefail
 packages=(
     g++ make cmake pkg-config python3
     libgtest-dev libgmock-dev libbenchmark-dev
-    libx11-dev
+    libx11-dev libxres-dev
+    xvfb x11-apps x11-utils
     clang libclang-rt-14-dev
     imagemagick netpbm ghostscript python3-pil
 )

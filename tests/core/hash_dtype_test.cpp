@@ -7,7 +7,22 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 #include <vector>
+
+TEST(Crc32, LongInputsEightBytesAtATime) {
+    // Lengths around the eight-byte steps, and a start off any alignment.
+    std::vector<unsigned char> data(1000);
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<unsigned char>(i * 7 + i / 256);
+    const std::pair<std::size_t, std::uint32_t> known[] = {
+        {1, 0xD202EF8Du},  {7, 0x28B012A9u},  {8, 0x2CFE44E9u},  {9, 0x23FAF38Bu},
+        {63, 0xFD395FF8u}, {64, 0xD324A7D4u}, {65, 0xC80B1F57u}, {1000, 0x668F073Du},
+    };
+    for (const auto &[length, crc] : known)
+        EXPECT_EQ(hash_compute(data.data(), length), crc) << length << " bytes";
+    EXPECT_EQ(hash_compute(data.data() + 1, 999), 0xD24CFFDEu);
+}
 
 TEST(Crc32, KnownValuesAndCachedTable) {
     EXPECT_EQ(hash_string(""), 0u);

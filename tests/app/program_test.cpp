@@ -1,0 +1,174 @@
+// The program's command line, run in child processes without an X server.
+#include "app/app_support.h"
+#include "support/scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+const std::string runtime_line = "Lumivane was active for ";
+const std::string aborted = "*** Lumivane was aborted ***";
+
+class Program : public testing::Test {
+  protected:
+    scratch_directory scratch;
+    std::string config = make_config(scratch.path());
+
+    run_result run(const std::vector<std::string> &arguments, const environment &more = {}) {
+        return run_program(arguments, scratch.path(), config, "", more);
+    }
+    std::string file(const std::string &name) const {
+        std::string path = scratch.path() + "/" + name;
+        return file_exists(path) ? read_file(path) : "";
+    }
+};
+
+bool has(const std::string &text, const std::string &part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST_F(Program, ListingsEndTheProgramAtOnce) {
+    struct row {
+        const char *option;
+        const char *listed;
+    };
+    const row rows[] = {
+        {"-0", "streamio driver(0)"},
+        {"-1", "bitmap IO driver("},
+        {"-2", "bitmap fx driver(0)"},
+        {"-3", "\t\tprocedure 0"},
+        {"-8", "no 3d particle system drivers available"},
+    };
+    for (const row &r : rows) {
+        // The help after the listing is never read.
+        run_result result = run({r.option, "-h"});
+        EXPECT_EQ(result.status, 0) << r.option;
+        EXPECT_TRUE(has(result.out, r.listed)) << r.option << "\n" << result.out;
+        EXPECT_FALSE(has(result.out, "command line options for")) << r.option;
+        EXPECT_TRUE(has(result.out, runtime_line)) << r.option << " ends through xexit";
+    }
+}
+
+TEST_F(Program, HelpReadsEveryOptionAndNeverOpensTheDisplay) {
+    // Display is on and the server unreachable: opening it would be an error.
+    run_result help =
+        run_child(program_path(), {"-h", "-m", "2"},
+                  {{"Lumivane_ini", config}, {"DISPLAY", ":65000"}}, scratch.path(), "\n\n\n");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(has(help.out, "\ncommand line options for Lumivane\n"));
+    EXPECT_TRUE(has(help.out, "-list_video_modes       list all available video modes"))
+        << help.out;
+    EXPECT_TRUE(has(help.out, " -X                  -cookie_xpos            cookie's x position"));
+    EXPECT_TRUE(has(help.out, runtime_line));
+    EXPECT_FALSE(has(help.err, aborted)) << help.err;
+    EXPECT_FALSE(has(file("warning.logfile"), "video prob"));
+
+    run_result advanced = run({"-H"});
+    EXPECT_TRUE(has(advanced.out, "extended help on command line options for Lumivane"));
+
+    // An option after the help is still read and checked.
+    run_result checked = run({"-h", "-x", "12a"});
+    EXPECT_TRUE(has(checked.err, "expecting integer, got '12a' in option '-x' ('-xres')"))
+        << checked.err;
+}
+
+TEST_F(Program, OptionErrorsEndTheProgram) {
+    struct row {
+        std::vector<std::string> arguments;
+        const char *message;
+    };
+    const row rows[] = {
+        {{"-W", "no-such-effect"}, "unknown preset 'no-such-effect'"},
+        {{"-S", "no-such-driver"}, "no such streamio driver 'no-such-driver'"},
+        {{"-M", "make it pretty"}, "meta command 'make it pretty' failed execution"},
+        {{"-s", "shot%s.tga"}, "invalid file name template 'shot%s.tga'"},
+        {{"-s", "a%d%d.tga"}, "invalid file name template 'a%d%d.tga'"},
+        {{"-R", "missing.preset"}, "failed to load preset 'missing.preset' (error="},
+    };
+    for (const row &r : rows) {
+        std::vector<std::string> arguments = r.arguments;
+        arguments.insert(arguments.end(), {"-d", "-m", "1"});
+        run_result result = run(arguments);
+        EXPECT_TRUE(has(result.err, "Lumivane/handler.error/Lumivane [./lumivane.c("))
+            << r.message << "\n"
+            << result.err;
+        EXPECT_TRUE(has(result.err, r.message)) << result.err;
+        EXPECT_TRUE(has(result.err, aborted));
+        EXPECT_FALSE(has(result.out, runtime_line)) << "no orderly shutdown after an error";
+    }
+}
+
+TEST_F(Program, MissingConfigurationIsOnlyAWarning) {
+    run_result result =
+        run_program({"-q"}, scratch.path(), scratch.path() + "/nowhere/Lumivane.ini");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(has(result.out, runtime_line));
+    EXPECT_TRUE(has(file("warning.logfile"), "Lumivane/handler.warning/Lumivane "
+                                             "[./lumivane.c(172)]: failed to load "
+                                             "configuration file\n"))
+        << file("warning.logfile");
+}
+
+TEST_F(Program, ExitHandlersRunInRegistrationOrder) {
+    ASSERT_EQ(run({"-q"}).status, 0);
+    std::string log = file("verbose.logfile");
+    std::size_t timer = log.find("running exit handler 'timer de-initialization'");
+    std::size_t keyboard = log.find("running exit handler 'keyboard de-initialization'");
+    ASSERT_NE(timer, std::string::npos) << log;
+    ASSERT_NE(keyboard, std::string::npos);
+    EXPECT_LT(timer, keyboard);
+}
+
+TEST_F(Program, UnreachableDisplay) {
+    // The probe only warns; setting the mode is an error.
+    run_result probe = run({"-e", "-q"});
+    EXPECT_TRUE(has(file("warning.logfile"),
+                    "video probing failed for video device, can't get properties"));
+    EXPECT_EQ(probe.status, 0);
+
+    run_result shown = run({"-m", "0"});
+    EXPECT_TRUE(has(file("warning.logfile"), "]: video probing failed for video device\n"));
+    EXPECT_TRUE(has(shown.err, "failed to set 320x200 (24 bpp) video mode (failed to connect to "
+                               "X server)"))
+        << shown.err;
+}
+
+TEST_F(Program, SavesNumberedPictures) {
+    REQUIRE_TRACER();
+    run_result result = run({"-d", "-s", "out%02d.tga", "-m", "3"});
+    EXPECT_EQ(result.status, 0);
+    for (const char *name : {"out00.tga", "out01.tga", "out02.tga"}) {
+        rgb_picture picture = read_with_imagemagick(scratch.path() + "/" + name);
+        EXPECT_EQ(picture.width, 320) << name;
+        EXPECT_EQ(picture.height, 200) << name;
+    }
+    EXPECT_FALSE(file_exists(scratch.path() + "/out03.tga"));
+    EXPECT_FALSE(file_exists(scratch.path() + "/lumivane-desktop.bmp")) << "no display";
+}
+
+TEST_F(Program, RunsTheCommandOnEachSavedPicture) {
+    REQUIRE_TRACER();
+    write_file(scratch.path() + "/record.sh", "echo \"$@\" >>record.txt\n");
+    run_result result = run({"-d", "-E", "sh record.sh", "-m", "1"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(file("record.txt"), "shot0000.tga\n");
+    EXPECT_EQ(read_with_imagemagick(scratch.path() + "/shot0000.tga").width, 320);
+}
+
+TEST_F(Program, AFixedSeedRepeatsTheRun) {
+    REQUIRE_TRACER();
+    set_config_value(config, "seed.rand", "12345");
+    std::vector<std::string> pictures;
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_EQ(run({"-d", "-m", "2", "-x", "96", "-y", "64", "-s", "p%d.tga"}).status, 0);
+        pictures.push_back(file("p0.tga") + file("p1.tga"));
+    }
+    ASSERT_FALSE(pictures[0].empty());
+    EXPECT_TRUE(pictures[0] == pictures[1]) << "the same seed gives the same bytes";
+    EXPECT_NE(file("p0.tga"), file("p1.tga")) << "two pictures of one run differ";
+}
+
+} // namespace
