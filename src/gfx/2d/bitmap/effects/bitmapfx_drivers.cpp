@@ -39,6 +39,7 @@ bitmapfx_driver *const bitmapfx_builtin_drivers[] = {
     &bitmapfx_illusion_driver,
     &bitmapfx_photo_negative_driver,
     &bitmapfx_photo_positive_driver,
+    &bitmapfx_raytrace_driver,
     &bitmapfx_anaglyph_driver,
     &bitmapfx_rotate_arbitrary_scale_driver,
     &bitmapfx_rectangle_get_driver,

@@ -45,6 +45,7 @@ extern bitmapfx_driver bitmapfx_reaction_diffusion_driver;          // "reaction
 extern bitmapfx_driver bitmapfx_illusion_driver;                    // "illusion", illusion.cpp
 extern bitmapfx_driver bitmapfx_photo_negative_driver;              // "photo.negative", photoneg.cpp
 extern bitmapfx_driver bitmapfx_photo_positive_driver;              // "photo.positive", photopos.cpp
+extern bitmapfx_driver bitmapfx_raytrace_driver;                    // "raytrace", ray/raytrace.cpp
 extern bitmapfx_driver bitmapfx_anaglyph_driver;                    // "anaglyph", anaglyph.cpp
 extern bitmapfx_driver bitmapfx_rotate_arbitrary_scale_driver;      // "rotate.arbitrary.scale", rotscale.cpp
 extern bitmapfx_driver bitmapfx_rectangle_get_driver;               // "rectangle.get", getrect.cpp
