@@ -1,7 +1,9 @@
 // Shared body of the image-file fuzzers: the input becomes a scratch file,
 // the loader reads it, and a picture it accepts must come back unchanged
 // through the writer and the reader again (a round trip that differs is a
-// finding, reported by trapping).
+// finding, reported by trapping).  Every input is also read through a pipe,
+// a stream that cannot tell its size, where only the reader's own caps stand
+// between a length field and an allocation.
 #pragma once
 
 #include "core/progress.h"
@@ -15,7 +17,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <memory>
+#include <fcntl.h>
+#include <string>
+#include <unistd.h>
 
 inline void image_fuzz_streams() {
     if (streamio_find_driver("saferio"))
@@ -50,10 +54,48 @@ inline bool image_fuzz_same(const bitmap *a, const bitmap *b) {
     return true;
 }
 
-struct image_fuzz_killer {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using image_fuzz_ptr = std::unique_ptr<bitmap, image_fuzz_killer>;
+inline bool image_fuzz_write(const char *name, const std::uint8_t *data, std::size_t size) {
+    std::FILE *file = std::fopen(name, "wb");
+    if (!file)
+        return false;
+    std::fwrite(data, 1, size, file);
+    return std::fclose(file) == 0;
+}
+
+// Loads the input with `reader` from a pipe that already holds all of it
+// (inputs larger than a pipe can hold at once are left out).
+inline void image_fuzz_through_pipe(const std::uint8_t *data, std::size_t size,
+                                    bitmapio_driver &reader) {
+    struct pipe_ends {
+        int fd[2] = {-1, -1};
+        ~pipe_ends() {
+            for (int end : fd)
+                if (end >= 0)
+                    close(end);
+        }
+    } ends;
+    if (pipe2(ends.fd, O_CLOEXEC | O_NONBLOCK) != 0)
+        return;
+    int capacity = fcntl(ends.fd[1], F_SETPIPE_SZ, static_cast<int>(size < 4096 ? 4096 : size));
+    if (capacity < 0 || static_cast<std::size_t>(capacity) < size ||
+        (size && write(ends.fd[1], data, size) != static_cast<ssize_t>(size)))
+        return;
+    close(ends.fd[1]);
+    ends.fd[1] = -1;
+    std::string name = "/dev/fd/" + std::to_string(ends.fd[0]);
+    bitmap_ptr image(reader.load(name.c_str()));
+}
+
+// Loads the input with `reader` from a file and from a pipe.
+inline void image_fuzz_load(const std::uint8_t *data, std::size_t size, const char *input_name,
+                            bitmapio_driver &reader) {
+    fuzz_guard([&] {
+        image_fuzz_streams();
+        if (image_fuzz_write(input_name, data, size))
+            bitmap_ptr(reader.load(input_name));
+    });
+    fuzz_guard([&] { image_fuzz_through_pipe(data, size, reader); });
+}
 
 // Writes the input to `input_name`, loads it with `reader`, and checks that
 // what it gives survives `writer` then `reader` (through `again_name`).
@@ -62,20 +104,18 @@ inline void image_fuzz_one(const std::uint8_t *data, std::size_t size, const cha
                            const char *again_name) {
     fuzz_guard([&] {
         image_fuzz_streams();
-        std::FILE *file = std::fopen(input_name, "wb");
-        if (!file)
+        if (!image_fuzz_write(input_name, data, size))
             return;
-        std::fwrite(data, 1, size, file);
-        std::fclose(file);
-        image_fuzz_ptr image(reader.load(input_name));
+        bitmap_ptr image(reader.load(input_name));
         if (!image)
             return;
         // No overwrite question: the old copy goes first.
         std::remove(again_name);
         if (!writer.save(again_name, image.get()))
             return;
-        image_fuzz_ptr again(writer.load(again_name));
+        bitmap_ptr again(writer.load(again_name));
         if (!again || !image_fuzz_same(image.get(), again.get()))
             __builtin_trap();
     });
+    fuzz_guard([&] { image_fuzz_through_pipe(data, size, reader); });
 }

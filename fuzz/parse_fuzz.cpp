@@ -43,21 +43,9 @@ const getopt_option options[] = {
 void register_streams() {
     if (streamio_find_driver("saferio"))
         return;
-    streamio_driver *order[] = {
-        &nullio_driver,         &debugio_driver,  &secureio_driver,   &httpio_driver,
-        &ftpio_driver,          &telnetio_driver, &platformio_driver, &stdio_driver,
-        &safeio_driver,         &saferio_driver,  &resio_driver,      &single_file_cacheio_driver,
-        &latent_cacheio_driver,
-    };
-    for (streamio_driver *driver : order)
-        streamio_register_driver(driver);
+    streamio_register_builtin_drivers();
     streamio_set_defio(&saferio_driver);
 }
-
-struct stream_closer {
-    void operator()(streamio_stream *stream) const { xfclose(stream); }
-};
-using stream_ptr = std::unique_ptr<streamio_stream, stream_closer>;
 
 bool write_input(const char *name, const std::uint8_t *data, std::size_t size) {
     std::FILE *file = std::fopen(name, "wb");

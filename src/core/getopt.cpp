@@ -30,11 +30,6 @@ std::vector<std::string> arguments;
 bool rebuilt = false;
 int position = 0; // inside the current argument, for grouped short options
 
-struct stream_closer {
-    void operator()(streamio_stream *stream) const { xfclose(stream); }
-};
-using stream_ptr = std::unique_ptr<streamio_stream, stream_closer>;
-
 void reset() {
     arguments.clear();
     rebuilt = false;

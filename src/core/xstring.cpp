@@ -41,32 +41,49 @@ int xstringni_compare(const char *a, const char *b, std::size_t n) {
     return 1;
 }
 
-// Wildcard matching with one backtracking point, the last "*" seen: a later
-// "*" can absorb anything an earlier one could, so retrying only from the last
-// one finds every match the recursive definition finds, in linear-times-
-// pattern time instead of exponential time on patterns like "*a*a*a*b".
+// Wildcard matching.  The rule is recursive: "?" takes one character, any
+// other character must equal the text's, an empty pattern matches only an
+// empty text, a "*" that ends the pattern takes the rest, and a "*" followed
+// by a character c takes any run of the text that is followed by c itself
+// (any character when c is "?"), after which the pattern goes on behind c.
+// So the character after a "*" is never a wildcard of its own: "**" asks for
+// a literal "*" in the text.  A "*?" may also take the whole rest of the text
+// with its "?" standing on the text's end, so that "a*?" matches "a".
+//
+// Read that way a pattern is a plain glob whose stars are each followed by a
+// one-character token, and a plain glob needs only one backtracking point,
+// the last star seen: a later star can absorb anything an earlier one could.
+// This runs in text-times-pattern time at worst instead of the recursion's
+// exponential time on patterns like "*a*a*a*b".
 int pattern_match(const char *text, const char *pattern) {
-    const char *star_pattern = nullptr;
-    const char *star_text = nullptr;
+    const char *star_pattern = nullptr; // the last "*" met
+    const char *star_text = nullptr;    // where the run it takes ends so far
     while (*text) {
         if (*pattern == '*') {
-            while (*pattern == '*')
-                ++pattern;
+            if (!pattern[1])
+                return 1;
             star_pattern = pattern;
             star_text = text;
+            if (pattern[1] == '?' || pattern[1] == *text) {
+                pattern += 2;
+                ++text;
+                continue;
+            }
         } else if (*pattern && (*pattern == '?' || *pattern == *text)) {
             ++pattern;
             ++text;
-        } else if (star_pattern) {
-            pattern = star_pattern;
-            text = ++star_text;
-        } else {
-            return 0;
+            continue;
         }
+        if (!star_pattern)
+            return 0;
+        // The last star takes one more character and tries again.
+        pattern = star_pattern;
+        text = ++star_text;
     }
-    while (*pattern == '*')
-        ++pattern;
-    return *pattern == '\0';
+    // At the text's end: each "*?" stands on the end, a final "*" takes nothing.
+    while (pattern[0] == '*' && pattern[1] == '?')
+        pattern += 2;
+    return !*pattern || (pattern[0] == '*' && !pattern[1]);
 }
 
 int xstring_match(const char *a, const char *b) {

@@ -62,11 +62,6 @@ constexpr int alias_expansion_limit = 64;
 config_record config = {};
 std::int32_t active = 0;
 
-struct stream_closer {
-    void operator()(streamio_stream *stream) const { xfclose(stream); }
-};
-using stream_ptr = std::unique_ptr<streamio_stream, stream_closer>;
-
 void free_value(char *value) {
     if (value != null_value)
         xfree(value);
@@ -338,8 +333,7 @@ bool write_file(const char *name) {
 
 int config_load(const char *name) {
     std::string default_name = join(application_name, ".", ext_concat);
-    std::unique_ptr<char, void (*)(char *)> path(find_file(name ? name : default_name.c_str()),
-                                                 [](char *p) { xfree(p); });
+    xfree_ptr<char> path(find_file(name ? name : default_name.c_str()));
     if (!path || !load_it(path.get()))
         return 0;
     active = 1;

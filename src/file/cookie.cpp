@@ -25,16 +25,11 @@ const char *const cookie_template = "$path.cookies$/$default.cookie$/%08d.asc";
 // One byte beyond the 4096 read keeps even a full buffer terminated.
 char cookie[cookie_size + 1];
 
-struct stream_closer {
-    void operator()(streamio_stream *stream) const { xfclose(stream); }
-};
-using stream_ptr = std::unique_ptr<streamio_stream, stream_closer>;
-
 // The name as the user can find it on disk, for messages.
 std::string shown(const char *name) {
     if (!config_active())
         return name;
-    std::unique_ptr<char, void (*)(char *)> expanded(config_alias(name), [](char *p) { xfree(p); });
+    xfree_ptr<char> expanded(config_alias(name));
     return expanded ? expanded.get() : name;
 }
 

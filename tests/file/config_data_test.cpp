@@ -26,7 +26,7 @@ const std::string source = LUMIVANE_SOURCE_DIR;
 const std::string shipped = source + "/data/Lumivane.ini";
 
 std::string expanded(const char *text) {
-    std::unique_ptr<char, void (*)(char *)> result(config_alias(text), [](char *p) { xfree(p); });
+    xfree_ptr<char> result(config_alias(text));
     return result ? result.get() : "<null>";
 }
 

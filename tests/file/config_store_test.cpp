@@ -19,7 +19,7 @@
 namespace {
 
 std::string owned(char *text) {
-    std::unique_ptr<char, void (*)(char *)> guard(text, [](char *p) { xfree(p); });
+    xfree_ptr<char> guard(text);
     return text ? text : "<null>";
 }
 

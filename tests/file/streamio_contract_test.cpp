@@ -42,8 +42,6 @@ std::vector<driver_case> writing_drivers() {
     return found;
 }
 
-using stream_ptr = std::unique_ptr<streamio_stream, int (*)(streamio_stream *)>;
-
 // A pattern long enough to span many cache blocks, with no two nearby bytes alike.
 std::string pattern(std::size_t size) {
     std::string bytes(size, '\0');
@@ -61,7 +59,7 @@ class StreamDriverContract : public testing::TestWithParam<driver_case> {
 
     stream_ptr open(const char *name, const char *base) {
         std::string full = mode(base);
-        stream_ptr stream(xfopen(name, full.c_str()), xfclose);
+        stream_ptr stream(xfopen(name, full.c_str()));
         if (stream) {
             EXPECT_STREQ(stream->driver->name, GetParam().name);
         }

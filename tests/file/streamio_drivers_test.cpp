@@ -29,11 +29,9 @@ namespace {
 
 using streamtest::alias;
 using streamtest::backup_folder;
-using streamtest::expect_in_child;
-using streamtest::stream_ptr;
 
 stream_ptr open_stream(const char *name, const char *mode) {
-    return stream_ptr(xfopen(name, mode), xfclose);
+    return stream_ptr(xfopen(name, mode));
 }
 
 class StreamDrivers : public testing::Test {

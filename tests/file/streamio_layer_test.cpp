@@ -61,11 +61,9 @@ class stream_drivers_environment : public testing::Environment {
 [[maybe_unused]] testing::Environment *const environment =
     testing::AddGlobalTestEnvironment(new stream_drivers_environment);
 
-using streamtest::expect_in_child;
-using streamtest::stream_ptr;
 
 stream_ptr open_stream(const char *name, const char *mode) {
-    return stream_ptr(xfopen(name, mode), xfclose);
+    return stream_ptr(xfopen(name, mode));
 }
 
 class StreamLayer : public testing::Test {

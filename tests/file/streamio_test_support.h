@@ -1,45 +1,18 @@
-// Helpers shared by the stream tests: owned streams, child-process scenarios
-// and the configured folders.
+// Helpers shared by the stream tests: the configured folders.
 #pragma once
 
 #include "core/memio/memio.h"
 #include "file/config.h"
 #include "file/streamio/streamio.h"
+#include "support/child.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
-#include <memory>
 #include <string>
 
 namespace streamtest {
 
-using stream_ptr = std::unique_ptr<streamio_stream, int (*)(streamio_stream *)>;
-
-// (Each test file keeps its own open_stream: xfopen names the opening file.)
-
-// Runs `scenario` in a fresh copy of this program (death test, "threadsafe"
-// style re-executes the binary), so process-wide state it changes for good
-// (sticky answers, a full table, registrations) stays there.  The scenario
-// prints what it found to stderr and the regex judges it.
-inline void expect_in_child(const std::function<void()> &scenario, const std::string &regex) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            scenario();
-            std::fflush(stderr);
-            std::_Exit(0);
-        },
-        testing::ExitedWithCode(0), regex);
-    GTEST_FLAG_SET(death_test_style, "fast");
-}
-
 inline std::string alias(const char *text) {
-    std::unique_ptr<char, void (*)(char *)> expanded(config_alias(text),
-                                                     [](char *block) { xfree(block); });
+    xfree_ptr<char> expanded(config_alias(text));
     return expanded.get();
 }
 

@@ -22,8 +22,8 @@ class Alchemy : public testing::Test {
 
 using bytes = std::vector<std::uint8_t>;
 
-image_ptr load(const std::string &file) {
-    return image_ptr(bitmapio_alchemy_driver.load(file.c_str()));
+bitmap_ptr load(const std::string &file) {
+    return bitmap_ptr(bitmapio_alchemy_driver.load(file.c_str()));
 }
 
 // A header of version 4 for a picture of width x height with `palette` entries.
@@ -44,7 +44,7 @@ bytes joined(bytes a, const bytes &b) {
 std::string refused(const bytes &file) {
     put_file("bad.raw", file);
     message_capture capture;
-    image_ptr image = load("bad.raw");
+    bitmap_ptr image = load("bad.raw");
     EXPECT_EQ(image, nullptr);
     std::string all = driver_warnings(capture);
     EXPECT_NE(all.find("bad.raw"), std::string::npos) << all;
@@ -54,7 +54,7 @@ std::string refused(const bytes &file) {
 } // namespace
 
 TEST_F(Alchemy, TrueColourFileIsHeaderThenPixels) {
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     ASSERT_EQ(bitmapio_alchemy_driver.save("f.raw", picture.get()), 1);
     std::string file = file_bytes("f.raw");
     bytes expected = joined(header(6, 5, 0), f_rgb());
@@ -62,7 +62,7 @@ TEST_F(Alchemy, TrueColourFileIsHeaderThenPixels) {
 }
 
 TEST_F(Alchemy, IndexedFileCarriesItsPalette) {
-    image_ptr picture = make_f_picture(8);
+    bitmap_ptr picture = make_f_picture(8);
     ASSERT_EQ(bitmapio_alchemy_driver.save("f8.raw", picture.get()), 1);
     bytes expected = joined(header(6, 5, 2), {0, 0, 255, 255, 0, 0});
     expected.insert(expected.end(), picture->bits, picture->bits + 30);
@@ -80,7 +80,7 @@ TEST_F(Alchemy, IndexedFileCarriesItsPalette) {
 }
 
 TEST_F(Alchemy, RecognisedByItsMagic) {
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     ASSERT_EQ(bitmapio_alchemy_driver.save("named.tga", picture.get()), 1);
     message_capture capture; // the first recognition reports unresolved types
     ASSERT_NE(bitmap_filetype("named.tga"), nullptr);
@@ -89,7 +89,7 @@ TEST_F(Alchemy, RecognisedByItsMagic) {
 
 TEST_F(Alchemy, WriterRefusesDepthsItDoesNotWrite) {
     for (int bpp : {15, 16, 32}) {
-        image_ptr picture = make_f_picture(bpp);
+        bitmap_ptr picture = make_f_picture(bpp);
         EXPECT_EQ(bitmapio_alchemy_driver.save("deep.raw", picture.get()), 0) << bpp;
     }
 }
@@ -131,10 +131,10 @@ TEST_F(Alchemy, DumpPrintsTheHeader) {
 
 TEST_F(Alchemy, TheRegistryFindsTheDriverBySuffix) {
     register_image_drivers();
-    image_ptr picture = make_f_picture(8);
+    bitmap_ptr picture = make_f_picture(8);
     ASSERT_EQ(bitmap_filesave(picture.get(), "shot.raw", nullptr), 1);
     message_capture capture; // the first recognition reports types without driver
-    image_ptr back(bitmap_fileload("shot.raw"));
+    bitmap_ptr back(bitmap_fileload("shot.raw"));
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(back->loader, &bitmapio_alchemy_driver);
     EXPECT_EQ(rgb_of(back.get()), f_rgb());

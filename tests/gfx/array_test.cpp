@@ -62,7 +62,7 @@ std::string compile_and_print(const std::string &file, const std::string &id, bo
 
 TEST_F(Array, EveryDepthCompilesAndPrintsItsPixelsBack) {
     for (int bpp : {8, 15, 16, 24, 32}) {
-        image_ptr picture = make_pattern(7, 3, bpp, static_cast<std::uint32_t>(bpp));
+        bitmap_ptr picture = make_pattern(7, 3, bpp, static_cast<std::uint32_t>(bpp));
         ASSERT_EQ(bitmapio_array_driver.save("picture.ca", picture.get()), 1) << bpp;
         EXPECT_EQ(compile_and_print("picture.ca", "picture", bpp == 8),
                   expected_print(picture.get()))
@@ -71,7 +71,7 @@ TEST_F(Array, EveryDepthCompilesAndPrintsItsPixelsBack) {
 }
 
 TEST_F(Array, FPictureKeepsItsOrientation) {
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     ASSERT_EQ(bitmapio_array_driver.save("f.ca", picture.get()), 1);
     std::string printed = compile_and_print("f.ca", "f", false);
     std::string expected = "6 5 24 0\n";
@@ -81,7 +81,7 @@ TEST_F(Array, FPictureKeepsItsOrientation) {
 }
 
 TEST_F(Array, IdentifiersComeFromTheFileName) {
-    image_ptr picture = make_f_picture(8);
+    bitmap_ptr picture = make_f_picture(8);
     colormap_kill(picture->cmap);
     picture->cmap = nullptr; // no colormap array at all
     ASSERT_EQ(bitmapio_array_driver.save("3d-shot.v2.ca", picture.get()), 1);
@@ -97,13 +97,13 @@ TEST_F(Array, IdentifiersComeFromTheFileName) {
 }
 
 TEST_F(Array, CommentCannotBreakTheSource) {
-    image_ptr picture = make_f_picture(16);
+    bitmap_ptr picture = make_f_picture(16);
     bitmap_set_info(picture.get(), "ends here */ int broken; /* nested\nnew line \\");
     ASSERT_EQ(bitmapio_array_driver.save("c.ca", picture.get()), 1);
     EXPECT_EQ(compile_and_print("c.ca", "c", false), expected_print(picture.get()));
 }
 
 TEST_F(Array, EmptyBitmapIsRefused) {
-    image_ptr empty(bitmap_alloc());
+    bitmap_ptr empty(bitmap_alloc());
     EXPECT_EQ(bitmapio_array_driver.save("empty.ca", empty.get()), 0);
 }

@@ -15,7 +15,7 @@
 
 namespace {
 
-using owned = image_ptr;
+using owned = bitmap_ptr;
 
 // Bytes the memory services hand out for one bitmap_alloc2 call, less the record.
 std::size_t block_bytes_of_alloc2(std::uint32_t xsize, std::uint32_t ysize, int bpp) {

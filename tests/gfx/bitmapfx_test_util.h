@@ -18,10 +18,8 @@
 
 namespace fxtest {
 
-struct kill_bitmap {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using owned = std::unique_ptr<bitmap, kill_bitmap>;
+using kill_bitmap = bitmap_killer;
+using owned = bitmap_ptr;
 
 // Registers a driver unless one of that name is there already (other test
 // files of the program may have registered it first).
@@ -79,7 +77,9 @@ inline bitmapfx_parameter parameter(const char *key, std::uint32_t type, std::ui
 // effect's text bar does not fill the test log.
 class quiet_progress {
   public:
-    quiet_progress() { progress_hook([](double) {}); }
+    quiet_progress() {
+        progress_hook([](double) {});
+    }
     ~quiet_progress() { progress_hook(nullptr); }
     quiet_progress(const quiet_progress &) = delete;
     quiet_progress &operator=(const quiet_progress &) = delete;

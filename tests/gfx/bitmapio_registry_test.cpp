@@ -230,7 +230,7 @@ TEST(ImageRegistryListing, OneDriverWithItsModes) {
 
 TEST_F(ImageRegistry, LoadSetsNameAndLoader) {
     write_file("f.tga", std::string(18, '\0'));
-    image_ptr image(bitmap_fileload("f.tga"));
+    bitmap_ptr image(bitmap_fileload("f.tga"));
     ASSERT_TRUE(image);
     EXPECT_STREQ(image->name, "f.tga");
     EXPECT_EQ(image->loader, &stand_ins.back());
@@ -258,21 +258,21 @@ TEST_F(ImageRegistry, LoadWithoutLoadOperationIsAnError) {
 }
 
 TEST_F(ImageRegistry, SaveToANewFileNamedBySuffixKeepsTheName) {
-    image_ptr image(bitmap_alloc2(2, 2, 24));
+    bitmap_ptr image(bitmap_alloc2(2, 2, 24));
     EXPECT_EQ(bitmap_filesave(image.get(), "shot0001.tga", nullptr), 1);
     EXPECT_EQ(calls, std::vector<std::string>{"save shot0001.tga"});
 }
 
 TEST_F(ImageRegistry, SaveWithoutSuffixUsesTheModeSearchAndAppendsTheExtension) {
-    image_ptr image(bitmap_alloc2(2, 2, 24));
+    bitmap_ptr image(bitmap_alloc2(2, 2, 24));
     EXPECT_EQ(bitmap_filesave(image.get(), "picture", nullptr), 1);
-    image_ptr deep(bitmap_alloc2(2, 2, 32));
+    bitmap_ptr deep(bitmap_alloc2(2, 2, 32));
     EXPECT_EQ(bitmap_filesave(deep.get(), "deep", nullptr), 1);
     EXPECT_EQ(calls, (std::vector<std::string>{"save picture.pcx", "save deep.ca"}));
 }
 
 TEST_F(ImageRegistry, SaveByDriverNameFallsBackToTheLoader) {
-    image_ptr image(bitmap_alloc2(2, 2, 8));
+    bitmap_ptr image(bitmap_alloc2(2, 2, 8));
     EXPECT_EQ(bitmap_filesave(image.get(), "out", "windows bitmap"), 1);
     image->loader = &stand_ins[2]; // sbm2
     EXPECT_EQ(bitmap_filesave(image.get(), "again", "no such driver"), 1);
@@ -284,13 +284,13 @@ TEST_F(ImageRegistry, SaveByDriverNameFallsBackToTheLoader) {
 
 TEST_F(ImageRegistry, SaveWithNoDriverAtAllIsQuietlyNothing) {
     bitmapio_reset_registry();
-    image_ptr image(bitmap_alloc2(2, 2, 24));
+    bitmap_ptr image(bitmap_alloc2(2, 2, 24));
     EXPECT_EQ(bitmap_filesave(image.get(), "picture", nullptr), 0);
     EXPECT_TRUE(messages.errors.empty());
 }
 
 TEST_F(ImageRegistry, SaveWithoutSaveOperationIsAnError) {
-    image_ptr image(bitmap_alloc2(2, 2, 24));
+    bitmap_ptr image(bitmap_alloc2(2, 2, 24));
     EXPECT_EQ(error_of([&] { bitmap_filesave(image.get(), "x.iff", nullptr); }),
               "'iff' does not support saving");
 }

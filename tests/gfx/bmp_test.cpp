@@ -77,9 +77,9 @@ class WindowsBitmap : public testing::Test {
     int save(const bitmap *image, const char *name = "out.bmp") {
         return bitmapio_bmp_driver.save(name, const_cast<bitmap *>(image));
     }
-    image_ptr load(const std::vector<std::uint8_t> &bytes) {
+    bitmap_ptr load(const std::vector<std::uint8_t> &bytes) {
         put_file("in.bmp", bytes);
-        return image_ptr(bitmapio_bmp_driver.load("in.bmp"));
+        return bitmap_ptr(bitmapio_bmp_driver.load("in.bmp"));
     }
     scratch_directory scratch;
     message_capture messages;
@@ -91,7 +91,7 @@ class WindowsBitmap : public testing::Test {
 // Writing
 
 TEST_F(WindowsBitmap, OnePixelAt24BppIs58Bytes) {
-    image_ptr image(bitmap_alloc2(1, 1, 24));
+    bitmap_ptr image(bitmap_alloc2(1, 1, 24));
     const std::uint8_t pixel[] = {10, 20, 30};
     bitmap_setbits(image.get(), pixel);
     ASSERT_EQ(save(image.get()), 1);
@@ -116,7 +116,7 @@ TEST_F(WindowsBitmap, OnePixelAt24BppIs58Bytes) {
 }
 
 TEST_F(WindowsBitmap, FiveByTwoAt8BppWithFullPaletteIs1094Bytes) {
-    image_ptr image(bitmap_alloc2(5, 2, 8));
+    bitmap_ptr image(bitmap_alloc2(5, 2, 8));
     image->cmap = colormap_alloc(256);
     image->cmap->entry[7] = {1, 2, 3};
     const std::uint8_t indices[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
@@ -135,7 +135,7 @@ TEST_F(WindowsBitmap, FiveByTwoAt8BppWithFullPaletteIs1094Bytes) {
 }
 
 TEST_F(WindowsBitmap, EightBppWithoutColormapHasNoPalette) {
-    image_ptr image(bitmap_alloc2(4, 1, 8));
+    bitmap_ptr image(bitmap_alloc2(4, 1, 8));
     ASSERT_EQ(save(image.get()), 1);
     std::string bytes = file_bytes("out.bmp");
     EXPECT_EQ(bytes.size(), 58u);
@@ -144,7 +144,7 @@ TEST_F(WindowsBitmap, EightBppWithoutColormapHasNoPalette) {
 }
 
 TEST_F(WindowsBitmap, RowsArePaddedAndBottomUpAt24Bpp) {
-    image_ptr image = make_f_picture(24);
+    bitmap_ptr image = make_f_picture(24);
     ASSERT_EQ(save(image.get()), 1);
     std::string bytes = file_bytes("out.bmp");
     // 6 pixels of 3 bytes are 18 bytes, padded to 20.
@@ -156,14 +156,14 @@ TEST_F(WindowsBitmap, RowsArePaddedAndBottomUpAt24Bpp) {
 
 TEST_F(WindowsBitmap, OtherDepthsAreRefusedBeforeTheFileExists) {
     for (int bpp : {15, 16, 32}) {
-        image_ptr image(bitmap_alloc2(1, 1, bpp));
+        bitmap_ptr image(bitmap_alloc2(1, 1, bpp));
         EXPECT_EQ(save(image.get(), "never.bmp"), 0) << bpp;
     }
     EXPECT_FALSE(file_exists("never.bmp"));
 }
 
 TEST_F(WindowsBitmap, DumpPrintsTheHeaders) {
-    image_ptr image(bitmap_alloc2(1, 1, 24));
+    bitmap_ptr image(bitmap_alloc2(1, 1, 24));
     ASSERT_EQ(save(image.get()), 1);
     testing::internal::CaptureStdout();
     bitmapio_bmp_driver.dump("out.bmp");
@@ -185,11 +185,11 @@ TEST_F(WindowsBitmap, DumpPrintsTheHeaders) {
 // Reading
 
 TEST_F(WindowsBitmap, EightBppWithoutPaletteStaysWithoutOne) {
-    image_ptr image(bitmap_alloc2(3, 1, 8));
+    bitmap_ptr image(bitmap_alloc2(3, 1, 8));
     const std::uint8_t indices[] = {5, 6, 7};
     bitmap_setbits(image.get(), indices);
     ASSERT_EQ(save(image.get()), 1);
-    image_ptr loaded(bitmapio_bmp_driver.load("out.bmp"));
+    bitmap_ptr loaded(bitmapio_bmp_driver.load("out.bmp"));
     ASSERT_TRUE(loaded);
     EXPECT_EQ(loaded->cmap, nullptr);
     EXPECT_EQ(bits_of(loaded.get()), (std::vector<std::uint8_t>{5, 6, 7}));
@@ -199,7 +199,7 @@ TEST_F(WindowsBitmap, TopDownRows) {
     bmp_fields f;
     f.width = 1;
     f.height = -2;
-    image_ptr image = load(bmp(f, {1, 2, 3, 0, 4, 5, 6, 0}));
+    bitmap_ptr image = load(bmp(f, {1, 2, 3, 0, 4, 5, 6, 0}));
     ASSERT_TRUE(image);
     EXPECT_EQ(bits_of(image.get()), (std::vector<std::uint8_t>{3, 2, 1, 6, 5, 4}));
 }
@@ -211,7 +211,7 @@ TEST_F(WindowsBitmap, LargerHeadersGapsAndPaletteWithoutCount) {
     f.width = 2;
     f.palette_entries = 3; // colours used 0: the palette fills the room before the pixels
     f.gap = 6;
-    image_ptr image = load(bmp(f, {2, 1, 0, 0}));
+    bitmap_ptr image = load(bmp(f, {2, 1, 0, 0}));
     ASSERT_TRUE(image);
     ASSERT_TRUE(image->cmap);
     // Room for four and a half entries: the gap's first four bytes make a fourth.
@@ -232,7 +232,7 @@ TEST_F(WindowsBitmap, CoreHeaderWithThreeBytePalette) {
     put_le(file, 8, 2);
     file.insert(file.end(), {255, 0, 0, 0, 0, 255}); // blue, red
     file.insert(file.end(), {1, 0, 0, 0});
-    image_ptr image = load(file);
+    bitmap_ptr image = load(file);
     ASSERT_TRUE(image);
     EXPECT_EQ(rgb_of(image.get()), (std::vector<std::uint8_t>{255, 0, 0, 0, 0, 255}));
 }
@@ -243,7 +243,7 @@ TEST_F(WindowsBitmap, IndexBeyondThePaletteIsKeptAndReported) {
     f.colours_used = 2;
     f.palette_entries = 2;
     f.width = 2;
-    image_ptr image = load(bmp(f, {1, 9, 0, 0}));
+    bitmap_ptr image = load(bmp(f, {1, 9, 0, 0}));
     ASSERT_TRUE(image);
     EXPECT_EQ(bits_of(image.get()), (std::vector<std::uint8_t>{1, 9}));
     EXPECT_TRUE(messages.warned("uses colour index 9 beyond its palette of 2 colours"));

@@ -13,7 +13,7 @@
 
 namespace {
 
-using owned = image_ptr;
+using owned = bitmap_ptr;
 
 struct rgba {
     int r = -1, g = -1, b = -1, a = -1;

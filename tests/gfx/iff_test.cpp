@@ -24,8 +24,8 @@ class Iff : public testing::Test {
 
 using bytes = std::vector<std::uint8_t>;
 
-image_ptr load(const std::string &file) {
-    return image_ptr(bitmapio_iff_driver.load(file.c_str()));
+bitmap_ptr load(const std::string &file) {
+    return bitmap_ptr(bitmapio_iff_driver.load(file.c_str()));
 }
 
 void put_be32(bytes &out, std::uint32_t value) {
@@ -93,7 +93,7 @@ std::vector<std::uint8_t> entry_rgb(int i) {
             static_cast<std::uint8_t>(255 - i)};
 }
 
-image_ptr load_bytes(const bytes &file) {
+bitmap_ptr load_bytes(const bytes &file) {
     put_file("in.iff", file);
     return load("in.iff");
 }
@@ -102,7 +102,7 @@ image_ptr load_bytes(const bytes &file) {
 std::string refused(const bytes &file) {
     put_file("bad.iff", file);
     message_capture capture;
-    image_ptr image = load("bad.iff");
+    bitmap_ptr image = load("bad.iff");
     EXPECT_EQ(image, nullptr);
     std::string all = driver_warnings(capture);
     EXPECT_NE(all.find("bad.iff"), std::string::npos) << all;
@@ -135,7 +135,7 @@ TEST_F(Iff, ReadsThePlanarAndDeepFilesOfPpmtoilbm) {
         ASSERT_GT(file.size(), 40u) << c.options;
         EXPECT_EQ(file[28], c.planes) << c.options;
         EXPECT_EQ(file[30], c.compression) << c.options;
-        image_ptr image = load("in.iff");
+        bitmap_ptr image = load("in.iff");
         ASSERT_NE(image, nullptr) << c.options << " " << c.source;
         EXPECT_EQ(image->bpp, c.bpp) << c.options;
         std::vector<std::uint8_t> expected =
@@ -152,7 +152,7 @@ TEST_F(Iff, ReadsHoldAndModifyFilesAsNetpbmDoes) {
     for (const char *options : {"-hamforce", "-hamforce -hambits 6"})
         for (const char *source : {"ten.ppm", "pattern.ppm"}) {
             run_writer(tool_path("ppmtoilbm") + " " + options + " " + source + " > ham.iff");
-            image_ptr image = load("ham.iff");
+            bitmap_ptr image = load("ham.iff");
             ASSERT_NE(image, nullptr) << options << " " << source;
             EXPECT_EQ(image->bpp, 24);
             std::uint32_t width, height;
@@ -169,7 +169,7 @@ TEST_F(Iff, MaskPlaneIsSkippedAndOddChunksArePadded) {
     // and the colormap after the body.
     bytes body = {0xA0, 0x00, 0xFF, 0xFF,  // row 0: pixels 1 0 1, mask
                   0x40, 0x00, 0x00, 0x00}; // row 1: pixels 0 1 0
-    image_ptr image =
+    bitmap_ptr image =
         load_bytes(form({{"ANNO", {'o', 'd', 'd'}}, bmhd(3, 2, 1, 1), {"BODY", body}, cmap(2)}));
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(image->bpp, 8);
@@ -184,7 +184,7 @@ TEST_F(Iff, ByteRunOneRunsSpanRowsAndStopAtThePictureEnd) {
     // three times (over both rows), and of the final run of 100 only one byte
     // lies within the picture.
     bytes body = {0x80, 0xFE, 0xF0, 0x9D, 0xF0};
-    image_ptr image = load_bytes(form({bmhd(16, 2, 1, 0, 1), cmap(2), {"BODY", body}}));
+    bitmap_ptr image = load_bytes(form({bmhd(16, 2, 1, 0, 1), cmap(2), {"BODY", body}}));
     ASSERT_NE(image, nullptr);
     for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 16; ++x)
@@ -204,14 +204,14 @@ TEST_F(Iff, ExtraHalfBrightDoublesTheColormap) {
     }
     bytes camg;
     put_be32(camg, 0x80);
-    image_ptr image = load_bytes(form({bmhd(2, 1, 6), cmap(32), {"CAMG", camg}, {"BODY", body}}));
+    bitmap_ptr image = load_bytes(form({bmhd(2, 1, 6), cmap(32), {"CAMG", camg}, {"BODY", body}}));
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(image->cmap->size, 64);
     EXPECT_EQ(rgb_of(image.get()), (std::vector<std::uint8_t>{1, 2, 254, 0, 1, 127}));
 }
 
 TEST_F(Iff, ChunkyPbmFormsAndPicturesWithoutColoursRead) {
-    image_ptr image =
+    bitmap_ptr image =
         load_bytes(form({bmhd(3, 1, 8), cmap(256), {"BODY", {9, 200, 4, 0}}}, "PBM "));
     ASSERT_NE(image, nullptr);
     std::vector<std::uint8_t> expected = entry_rgb(9);
@@ -231,7 +231,7 @@ TEST_F(Iff, OversizedColormapsAreCutAndOddHoldAndModifyDepthsReadPlain) {
     // 300 colours and a stray byte: the first 256 colours are kept.
     chunk big = cmap(300);
     big.data.push_back(0x55);
-    image_ptr image = load_bytes(form({bmhd(2, 1, 8), big, {"BODY", bytes(16, 0)}}));
+    bitmap_ptr image = load_bytes(form({bmhd(2, 1, 8), big, {"BODY", bytes(16, 0)}}));
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(image->cmap->size, 256);
     EXPECT_EQ(image->cmap->entry[255].b, 0);
@@ -330,7 +330,7 @@ TEST_F(Iff, TheRegistryFindsTheDriverByMagic) {
     register_image_drivers();
     put_file("shot.dat", form({bmhd(2, 1, 1), cmap(2), {"BODY", {0x40, 0}}}));
     message_capture capture; // the first recognition reports types without driver
-    image_ptr back(bitmap_fileload("shot.dat"));
+    bitmap_ptr back(bitmap_fileload("shot.dat"));
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(back->loader, &bitmapio_iff_driver);
     EXPECT_EQ(rgb_of(back.get()), (std::vector<std::uint8_t>{0, 0, 255, 1, 2, 254}));

@@ -67,7 +67,7 @@ TEST_P(ImageRoundTrip, ReproducesThePixelBlock) {
     ASSERT_NE(driver, nullptr) << row.driver << " is not registered";
     std::uint32_t seed = 1;
     for (const picture_size &size : sizes) {
-        image_ptr image = make_pattern(size.width, size.height, row.bpp, seed++);
+        bitmap_ptr image = make_pattern(size.width, size.height, row.bpp, seed++);
         if (row.kept16)
             for (std::size_t i = 0; i + 1 < bitmap_bytesize(image.get()); i += 2) {
                 std::uint16_t value = static_cast<std::uint16_t>(
@@ -80,7 +80,7 @@ TEST_P(ImageRoundTrip, ReproducesThePixelBlock) {
         std::string stem = "rt" + std::to_string(size.width) + "x" + std::to_string(size.height);
         ASSERT_NE(bitmap_filesave(image.get(), stem.c_str(), row.driver), 0);
         std::string name = stem + driver->extension;
-        image_ptr loaded(bitmap_fileload(name.c_str()));
+        bitmap_ptr loaded(bitmap_fileload(name.c_str()));
         ASSERT_TRUE(loaded) << name;
         EXPECT_EQ(loaded->loader, driver) << name;
         ASSERT_EQ(loaded->xsize, image->xsize);

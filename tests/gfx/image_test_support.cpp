@@ -53,8 +53,8 @@ bool f_is_red(std::uint32_t x, std::uint32_t y) {
     return rows[y][x] == '#';
 }
 
-image_ptr make_f_picture(std::int32_t bpp) {
-    image_ptr image(bitmap_alloc2(f_width, f_height, bpp));
+bitmap_ptr make_f_picture(std::int32_t bpp) {
+    bitmap_ptr image(bitmap_alloc2(f_width, f_height, bpp));
     if (bpp == 8) {
         image->cmap = colormap_alloc(2);
         image->cmap->entry[0] = {0, 0, 255};
@@ -82,9 +82,9 @@ std::vector<std::uint8_t> f_rgb() {
     return rgb;
 }
 
-image_ptr make_pattern(std::uint32_t width, std::uint32_t height, std::int32_t bpp,
-                       std::uint32_t seed) {
-    image_ptr image(bitmap_alloc2(width, height, bpp));
+bitmap_ptr make_pattern(std::uint32_t width, std::uint32_t height, std::int32_t bpp,
+                        std::uint32_t seed) {
+    bitmap_ptr image(bitmap_alloc2(width, height, bpp));
     std::uint32_t state = seed * 2654435761u + 12345u;
     auto next = [&state] {
         state = state * 1664525u + 1013904223u;

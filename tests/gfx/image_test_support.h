@@ -10,11 +10,6 @@
 #include <string>
 #include <vector>
 
-struct image_bitmap_killer {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using image_ptr = std::unique_ptr<bitmap, image_bitmap_killer>;
-
 // Registers the default stream driver ("saferio") once per process, the way
 // the application does before it touches a file.
 void image_streams_ready();
@@ -30,7 +25,7 @@ void register_image_drivers();
 constexpr std::uint32_t f_width = 6;
 constexpr std::uint32_t f_height = 5;
 bool f_is_red(std::uint32_t x, std::uint32_t y);
-image_ptr make_f_picture(std::int32_t bpp);
+bitmap_ptr make_f_picture(std::int32_t bpp);
 
 // The same picture as 8-bit red, green, blue triples, top row first.
 std::vector<std::uint8_t> f_rgb();
@@ -38,8 +33,8 @@ std::vector<std::uint8_t> f_rgb();
 // A picture of every depth with pixel values drawn from a fixed sequence
 // (valid 15-bpp pixels keep their top bit clear); 8 bpp gets a 256-entry
 // colormap of the same kind.
-image_ptr make_pattern(std::uint32_t width, std::uint32_t height, std::int32_t bpp,
-                       std::uint32_t seed = 1);
+bitmap_ptr make_pattern(std::uint32_t width, std::uint32_t height, std::int32_t bpp,
+                        std::uint32_t seed = 1);
 
 // The picture as 8-bit red, green, blue triples (8 bpp through its colormap).
 std::vector<std::uint8_t> rgb_of(const bitmap *image);

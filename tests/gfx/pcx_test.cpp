@@ -21,8 +21,8 @@ class Pcx : public testing::Test {
     scratch_directory scratch;
 };
 
-image_ptr load(const std::string &file) {
-    return image_ptr(bitmapio_pcx_driver.load(file.c_str()));
+bitmap_ptr load(const std::string &file) {
+    return bitmap_ptr(bitmapio_pcx_driver.load(file.c_str()));
 }
 
 // A 128-byte header for a picture of width x height.
@@ -60,7 +60,7 @@ std::vector<std::uint8_t> joined(std::vector<std::uint8_t> a, const std::vector<
 std::string refused(const std::vector<std::uint8_t> &bytes) {
     put_file("bad.pcx", bytes);
     message_capture capture;
-    image_ptr image = load("bad.pcx");
+    bitmap_ptr image = load("bad.pcx");
     EXPECT_EQ(image, nullptr);
     std::string all = driver_warnings(capture);
     EXPECT_NE(all.find("bad.pcx"), std::string::npos) << all;
@@ -72,7 +72,7 @@ std::string refused(const std::vector<std::uint8_t> &bytes) {
 // --- our files, read by others ------------------------------------------
 
 TEST_F(Pcx, TwentyFourBitFileReadsTheSameInEveryRealReader) {
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     ASSERT_EQ(bitmapio_pcx_driver.save("f.pcx", picture.get()), 1);
     for (const std::string &command :
          {netpbm_reads("pcxtoppm", "f.pcx"), magick_reads("f.pcx"), pillow_reads("f.pcx")}) {
@@ -84,7 +84,7 @@ TEST_F(Pcx, TwentyFourBitFileReadsTheSameInEveryRealReader) {
 }
 
 TEST_F(Pcx, EightBitFileWithPaletteReadsTheSameInEveryRealReader) {
-    image_ptr picture = make_pattern(9, 7, 8, 3);
+    bitmap_ptr picture = make_pattern(9, 7, 8, 3);
     ASSERT_EQ(bitmapio_pcx_driver.save("p.pcx", picture.get()), 1);
     for (const std::string &command :
          {netpbm_reads("pcxtoppm", "p.pcx"), magick_reads("p.pcx"), pillow_reads("p.pcx")}) {
@@ -94,7 +94,7 @@ TEST_F(Pcx, EightBitFileWithPaletteReadsTheSameInEveryRealReader) {
 }
 
 TEST_F(Pcx, WriterPadsLinesToEvenLengthsAndEndsWithThePalette) {
-    image_ptr picture = make_pattern(5, 3, 8, 9);
+    bitmap_ptr picture = make_pattern(5, 3, 8, 9);
     ASSERT_EQ(bitmapio_pcx_driver.save("odd.pcx", picture.get()), 1);
     std::string bytes = file_bytes("odd.pcx");
     ASSERT_GT(bytes.size(), 128u + 769u);
@@ -116,7 +116,7 @@ TEST_F(Pcx, WriterPadsLinesToEvenLengthsAndEndsWithThePalette) {
 
 TEST_F(Pcx, WriterCodesRunsAndBytesThatLookLikeCounts) {
     // One row: 0xC5 alone, then 70 sevens (a run of 63 and one of 7).
-    image_ptr picture(bitmap_alloc2(71, 1, 8));
+    bitmap_ptr picture(bitmap_alloc2(71, 1, 8));
     picture->bits[0] = 0xC5;
     for (int i = 1; i < 71; ++i)
         picture->bits[i] = 7;
@@ -130,7 +130,7 @@ TEST_F(Pcx, WriterCodesRunsAndBytesThatLookLikeCounts) {
 
 TEST_F(Pcx, WriterRefusesDepthsItDoesNotWrite) {
     for (int bpp : {15, 16, 32}) {
-        image_ptr picture = make_f_picture(bpp);
+        bitmap_ptr picture = make_f_picture(bpp);
         EXPECT_EQ(bitmapio_pcx_driver.save("deep.pcx", picture.get()), 0) << bpp;
         EXPECT_FALSE(file_exists("deep.pcx"));
     }
@@ -156,7 +156,7 @@ TEST_F(Pcx, ReadsEveryLayoutThatNetpbmWrites) {
         ASSERT_GT(bytes.size(), 128u) << c.options;
         EXPECT_EQ(bytes[3], c.bits) << c.options;
         EXPECT_EQ(bytes[65], c.planes) << c.options;
-        image_ptr image = load("in.pcx");
+        bitmap_ptr image = load("in.pcx");
         ASSERT_NE(image, nullptr) << c.options;
         std::vector<std::uint8_t> expected =
             std::string(c.source) == "f.ppm" ? f_rgb() : ten_colour_rgb();
@@ -186,7 +186,7 @@ TEST_F(Pcx, ReadsFilesOfImageMagickAndPillow) {
         ASSERT_GT(bytes.size(), 128u) << c.command;
         EXPECT_EQ(bytes[3], c.bits) << c.command;
         EXPECT_EQ(bytes[65], c.planes) << c.command;
-        image_ptr image = load("in.pcx");
+        bitmap_ptr image = load("in.pcx");
         ASSERT_NE(image, nullptr) << c.command;
         EXPECT_EQ(rgb_of(image.get()),
                   std::string(c.source) == "f.ppm" ? f_rgb() : ten_colour_rgb())
@@ -204,7 +204,7 @@ TEST_F(Pcx, ReadsTwoColourFilesOfPillowAsBlackAndWhite) {
     ASSERT_GT(bytes.size(), 128u);
     EXPECT_EQ(bytes[3], 1);
     EXPECT_EQ(bytes[65], 1);
-    image_ptr image = load("mono.pcx");
+    bitmap_ptr image = load("mono.pcx");
     ASSERT_NE(image, nullptr);
     std::uint32_t width, height;
     EXPECT_EQ(rgb_of(image.get()), rgb_from_command(pillow_reads("mono.pcx"), width, height));
@@ -215,7 +215,7 @@ TEST_F(Pcx, ReadsTwoColourFilesOfPillowAsBlackAndWhite) {
 TEST_F(Pcx, RunsGoOnFromOneRowIntoTheNext) {
     // 2 x 2 at 8 bits: one run of four covers both rows.
     put_file("cross.pcx", joined(joined(header(2, 2, 8, 1, 2), {0xC4, 5}), end_palette()));
-    image_ptr image = load("cross.pcx");
+    bitmap_ptr image = load("cross.pcx");
     ASSERT_NE(image, nullptr);
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(image->bits[i], 5);
@@ -224,7 +224,7 @@ TEST_F(Pcx, RunsGoOnFromOneRowIntoTheNext) {
 
 TEST_F(Pcx, RunsPastTheLastRowAreCutAndEmptyRunsSkipped) {
     put_file("long.pcx", joined(joined(header(2, 2, 8, 1, 2), {0xC0, 9, 0xFF, 3}), end_palette()));
-    image_ptr image = load("long.pcx");
+    bitmap_ptr image = load("long.pcx");
     ASSERT_NE(image, nullptr);
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(image->bits[i], 3);
@@ -236,7 +236,7 @@ TEST_F(Pcx, EightBitFileWithoutPaletteReadsAsGreyWithAWarning) {
     bytes.resize(128 + 3 + 769, 0); // no 0x0C marker
     put_file("grey.pcx", bytes);
     message_capture capture;
-    image_ptr image = load("grey.pcx");
+    bitmap_ptr image = load("grey.pcx");
     ASSERT_NE(image, nullptr);
     EXPECT_NE(driver_warnings(capture).find("grey.pcx"), std::string::npos);
     EXPECT_EQ(image->cmap->entry[200].r, 200);
@@ -293,7 +293,7 @@ TEST_F(Pcx, HugeHeadersAreRefusedBeforeAnythingIsAllocated) {
 }
 
 TEST_F(Pcx, DumpPrintsTheHeader) {
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     ASSERT_EQ(bitmapio_pcx_driver.save("f.pcx", picture.get()), 1);
     testing::internal::CaptureStdout();
     bitmapio_pcx_driver.dump("f.pcx");
@@ -307,10 +307,10 @@ TEST_F(Pcx, DumpPrintsTheHeader) {
 
 TEST_F(Pcx, TheRegistryFindsTheDriverBySuffix) {
     register_image_drivers();
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     ASSERT_EQ(bitmap_filesave(picture.get(), "shot.pcx", nullptr), 1);
     message_capture capture; // the first recognition reports types without driver
-    image_ptr back(bitmap_fileload("shot.pcx"));
+    bitmap_ptr back(bitmap_fileload("shot.pcx"));
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(back->loader, &bitmapio_pcx_driver);
     EXPECT_EQ(rgb_of(back.get()), f_rgb());

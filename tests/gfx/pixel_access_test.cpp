@@ -12,7 +12,7 @@
 
 namespace {
 
-using owned = image_ptr;
+using owned = bitmap_ptr;
 
 const int depths[] = {8, 15, 16, 24, 32};
 

@@ -32,8 +32,8 @@ std::vector<std::uint8_t> rendered(const std::string &file, std::uint32_t &width
 
 // Pixels with long runs, short runs and noise, so that both kinds of
 // run-length packet and their longest forms occur.
-image_ptr mixed_picture(std::uint32_t width, std::uint32_t height) {
-    image_ptr picture = make_pattern(width, height, 24, 11);
+bitmap_ptr mixed_picture(std::uint32_t width, std::uint32_t height) {
+    bitmap_ptr picture = make_pattern(width, height, 24, 11);
     std::size_t size = bitmap_bytesize(picture.get());
     for (std::size_t i = 0; i < size; ++i)
         if ((i / 150) % 3 == 0)
@@ -46,7 +46,7 @@ image_ptr mixed_picture(std::uint32_t width, std::uint32_t height) {
 } // namespace
 
 TEST_P(PostScript, FPictureRendersPixelForPixel) {
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     ASSERT_EQ(GetParam()->save("f.ps", picture.get()), 1);
     std::uint32_t width, height;
     EXPECT_EQ(rendered("f.ps", width, height), f_rgb());
@@ -55,7 +55,7 @@ TEST_P(PostScript, FPictureRendersPixelForPixel) {
 }
 
 TEST_P(PostScript, MixedPictureRendersPixelForPixel) {
-    image_ptr picture = mixed_picture(41, 23);
+    bitmap_ptr picture = mixed_picture(41, 23);
     ASSERT_EQ(GetParam()->save("m.ps", picture.get()), 1);
     std::uint32_t width, height;
     EXPECT_EQ(rendered("m.ps", width, height), rgb_of(picture.get()));
@@ -63,14 +63,14 @@ TEST_P(PostScript, MixedPictureRendersPixelForPixel) {
 
 TEST_P(PostScript, RowsLongerThanAStringRender) {
     // 21847 = 7 x 3121 pixels: a row does not fit one PostScript string.
-    image_ptr picture = make_pattern(21847, 2, 24, 12);
+    bitmap_ptr picture = make_pattern(21847, 2, 24, 12);
     ASSERT_EQ(GetParam()->save("wide.ps", picture.get()), 1);
     std::uint32_t width, height;
     EXPECT_EQ(rendered("wide.ps", width, height), rgb_of(picture.get()));
 }
 
 TEST_P(PostScript, HeaderIsEncapsulatedAndTextStaysSafe) {
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     bitmap_set_info(picture.get(), "two\nlines (and) a \\ showpage");
     ASSERT_EQ(GetParam()->save("h.ps", picture.get()), 1);
     std::string file = file_bytes("h.ps");
@@ -94,7 +94,7 @@ TEST_P(PostScript, HeaderIsEncapsulatedAndTextStaysSafe) {
 
 TEST_P(PostScript, OnlyTwentyFourBitPicturesAreWritten) {
     for (int bpp : {8, 15, 16, 32}) {
-        image_ptr picture = make_f_picture(bpp);
+        bitmap_ptr picture = make_f_picture(bpp);
         EXPECT_EQ(GetParam()->save("deep.ps", picture.get()), 0) << bpp;
     }
 }
@@ -111,7 +111,7 @@ INSTANTIATE_TEST_SUITE_P(Savers, PostScript,
 TEST(PostScriptSizes, RunLengthCodingShrinksPicturesWithRuns) {
     image_streams_ready();
     scratch_directory scratch;
-    image_ptr picture(bitmap_alloc2(200, 100, 24));
+    bitmap_ptr picture(bitmap_alloc2(200, 100, 24));
     for (std::uint32_t y = 0; y < 100; ++y)
         for (std::uint32_t x = 0; x < 200; ++x)
             for (int k = 0; k < 3; ++k)

@@ -21,11 +21,11 @@ class Ppm : public testing::Test {
     scratch_directory scratch;
 };
 
-image_ptr load(const std::string &file) {
-    return image_ptr(bitmapio_ppm_driver.load(file.c_str()));
+bitmap_ptr load(const std::string &file) {
+    return bitmap_ptr(bitmapio_ppm_driver.load(file.c_str()));
 }
 
-image_ptr load_text(const std::string &text) {
+bitmap_ptr load_text(const std::string &text) {
     write_file("in.ppm", text);
     return load("in.ppm");
 }
@@ -41,7 +41,7 @@ std::vector<std::uint8_t> expand_grey(const std::vector<std::uint8_t> &grey) {
 std::string refused(const std::string &text) {
     write_file("bad.ppm", text);
     message_capture capture;
-    image_ptr image = load("bad.ppm");
+    bitmap_ptr image = load("bad.ppm");
     EXPECT_EQ(image, nullptr) << text.substr(0, 40);
     std::string all = driver_warnings(capture);
     EXPECT_NE(all.find("bad.ppm"), std::string::npos) << all;
@@ -57,7 +57,7 @@ std::string f_ppm() {
 // --- our files, read by others ------------------------------------------
 
 TEST_F(Ppm, ColourFileReadsTheSameInEveryRealReader) {
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     ASSERT_EQ(bitmapio_ppm_driver.save("f.ppm", picture.get()), 1);
     EXPECT_EQ(file_bytes("f.ppm").substr(0, 3), "P6\n");
     for (const std::string &command :
@@ -71,7 +71,7 @@ TEST_F(Ppm, ColourFileReadsTheSameInEveryRealReader) {
 
 TEST_F(Ppm, GreyBitmapIsWrittenAsGreyMap) {
     // No colormap stands for the grey ramp.
-    image_ptr picture = make_pattern(7, 4, 8, 2);
+    bitmap_ptr picture = make_pattern(7, 4, 8, 2);
     colormap_kill(picture->cmap);
     picture->cmap = nullptr;
     ASSERT_EQ(bitmapio_ppm_driver.save("g.pgm", picture.get()), 1);
@@ -87,7 +87,7 @@ TEST_F(Ppm, GreyBitmapIsWrittenAsGreyMap) {
 }
 
 TEST_F(Ppm, ColouredPaletteIsWrittenInColour) {
-    image_ptr picture = make_f_picture(8);
+    bitmap_ptr picture = make_f_picture(8);
     ASSERT_EQ(bitmapio_ppm_driver.save("f8.ppm", picture.get()), 1);
     EXPECT_EQ(file_bytes("f8.ppm").substr(0, 3), "P6\n");
     std::uint32_t width, height;
@@ -95,11 +95,11 @@ TEST_F(Ppm, ColouredPaletteIsWrittenInColour) {
 }
 
 TEST_F(Ppm, CommentTravelsAsHashLines) {
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     bitmap_set_info(picture.get(), "two\nlines\tand a tab");
     ASSERT_EQ(bitmapio_ppm_driver.save("c.ppm", picture.get()), 1);
     EXPECT_EQ(file_bytes("c.ppm").substr(0, 35), "P6\n# two\n# lines and a tab\n6 5\n255\n");
-    image_ptr back = load("c.ppm");
+    bitmap_ptr back = load("c.ppm");
     ASSERT_NE(back, nullptr);
     EXPECT_STREQ(bitmap_get_info(back.get()), "two\nlines and a tab");
     std::uint32_t width, height;
@@ -108,7 +108,7 @@ TEST_F(Ppm, CommentTravelsAsHashLines) {
 
 TEST_F(Ppm, WriterRefusesDepthsItDoesNotWrite) {
     for (int bpp : {15, 16, 32}) {
-        image_ptr picture = make_f_picture(bpp);
+        bitmap_ptr picture = make_f_picture(bpp);
         EXPECT_EQ(bitmapio_ppm_driver.save("deep.ppm", picture.get()), 0) << bpp;
     }
 }
@@ -116,11 +116,11 @@ TEST_F(Ppm, WriterRefusesDepthsItDoesNotWrite) {
 // True colour goes round in image_roundtrip_test.cpp; a grey picture keeps
 // its depth: indices and the grey ramp come back.
 TEST_F(Ppm, GreyRoundTripKeepsItsDepth) {
-    image_ptr grey = make_pattern(13, 11, 8, 4);
+    bitmap_ptr grey = make_pattern(13, 11, 8, 4);
     for (int i = 0; i < 256; ++i)
         grey->cmap->entry[i] = {i, i, i};
     ASSERT_EQ(bitmapio_ppm_driver.save("grey.pgm", grey.get()), 1);
-    image_ptr back = load("grey.pgm");
+    bitmap_ptr back = load("grey.pgm");
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(bitmap_compare(back.get(), grey.get(), 1), 1);
     EXPECT_EQ(rgb_of(back.get()), rgb_of(grey.get()));
@@ -151,7 +151,7 @@ TEST_F(Ppm, ReadsTheTextAndBinaryFormsOfNetpbmAndImageMagick) {
     for (const case_ &c : cases) {
         run_writer(c.command + " > in.ppm");
         EXPECT_EQ(file_bytes("in.ppm").substr(0, 2), c.magic) << c.command;
-        image_ptr image = load("in.ppm");
+        bitmap_ptr image = load("in.ppm");
         ASSERT_NE(image, nullptr) << c.command;
         std::uint32_t width, height;
         // The tools' own grey conversions are judged by netpbm's reading.
@@ -169,7 +169,7 @@ TEST_F(Ppm, ScalesAnyMaxvalToEightBitsAsNetpbmDoes) {
     put_ppm("ten.ppm", 7, 5, ten_colour_rgb());
     for (const char *maxval : {"1000", "7", "300", "65534"}) {
         run_writer(tool_path("pamdepth") + " " + maxval + " ten.ppm > deep.ppm");
-        image_ptr image = load("deep.ppm");
+        bitmap_ptr image = load("deep.ppm");
         ASSERT_NE(image, nullptr) << maxval;
         std::uint32_t width, height;
         EXPECT_EQ(rgb_of(image.get()),
@@ -180,7 +180,7 @@ TEST_F(Ppm, ScalesAnyMaxvalToEightBitsAsNetpbmDoes) {
 
 TEST_F(Ppm, CommentsMayStandAnywhereInTheHeaderAndBetweenTextSamples) {
     std::string data(f_ppm().substr(11));
-    image_ptr image = load_text("P6\n# first\n6 #second\n\t5\n#third\r255\n" + data);
+    bitmap_ptr image = load_text("P6\n# first\n6 #second\n\t5\n#third\r255\n" + data);
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(rgb_of(image.get()), f_rgb());
     EXPECT_STREQ(bitmap_get_info(image.get()), "first\nsecond\nthird");
@@ -196,7 +196,7 @@ TEST_F(Ppm, CommentsMayStandAnywhereInTheHeaderAndBetweenTextSamples) {
 
 TEST_F(Ppm, ExactlyOneWhiteSpaceByteEndsABinaryHeader) {
     for (char space : {'\n', '\r', '\t', ' '}) {
-        image_ptr image = load_text(std::string("P5 2 1 255") + space + "\x0A\x20");
+        bitmap_ptr image = load_text(std::string("P5 2 1 255") + space + "\x0A\x20");
         ASSERT_NE(image, nullptr) << int(space);
         EXPECT_EQ(image->bits[0], 0x0A);
         EXPECT_EQ(image->bits[1], 0x20);
@@ -204,7 +204,7 @@ TEST_F(Ppm, ExactlyOneWhiteSpaceByteEndsABinaryHeader) {
 }
 
 TEST_F(Ppm, OnlyTheFirstPictureIsRead) {
-    image_ptr image = load_text("P5 1 1 255\n\x07P5 1 1 255\n\x09");
+    bitmap_ptr image = load_text("P5 1 1 255\n\x07P5 1 1 255\n\x09");
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(image->xsize, 1u);
     EXPECT_EQ(image->bits[0], 7);
@@ -264,11 +264,11 @@ TEST_F(Ppm, DumpPrintsTheHeader) {
 
 TEST_F(Ppm, TheRegistryFindsTheDriverByMagicAndSuffix) {
     register_image_drivers();
-    image_ptr picture = make_f_picture(24);
+    bitmap_ptr picture = make_f_picture(24);
     ASSERT_EQ(bitmap_filesave(picture.get(), "shot.ppm", nullptr), 1);
     message_capture capture; // the first recognition reports types without driver
     EXPECT_STREQ(bitmap_filetype("shot.ppm"), "portable pixmap");
-    image_ptr back(bitmap_fileload("shot.ppm"));
+    bitmap_ptr back(bitmap_fileload("shot.ppm"));
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(back->loader, &bitmapio_ppm_driver);
     EXPECT_EQ(rgb_of(back.get()), f_rgb());

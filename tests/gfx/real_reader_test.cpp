@@ -40,7 +40,7 @@ class RealReaders : public testing::Test {
 
     // Our reader on a file an outside tool wrote.
     void expect_we_see_f(const std::string &file, const char *driver) {
-        image_ptr image(bitmap_fileload(file.c_str()));
+        bitmap_ptr image(bitmap_fileload(file.c_str()));
         ASSERT_TRUE(image) << file;
         ASSERT_TRUE(image->loader) << file;
         EXPECT_STREQ(image->loader->name, driver) << file;
@@ -59,7 +59,7 @@ class RealReaders : public testing::Test {
 
 TEST_F(RealReaders, ReadOurTargaFilesAtEveryDepth) {
     for (int bpp : {8, 15, 16, 24, 32}) {
-        image_ptr image = make_f_picture(bpp);
+        bitmap_ptr image = make_f_picture(bpp);
         std::string file = "ours" + std::to_string(bpp) + ".tga";
         ASSERT_EQ(bitmap_filesave(image.get(), file.c_str(), nullptr), 1);
         // netpbm gives 5-bit channels of 15/16-bit files a maxval of 31.
@@ -75,7 +75,7 @@ TEST_F(RealReaders, ReadOurTargaFilesAtEveryDepth) {
 
 TEST_F(RealReaders, ReadOurWindowsBitmaps) {
     for (int bpp : {8, 24}) {
-        image_ptr image = make_f_picture(bpp);
+        bitmap_ptr image = make_f_picture(bpp);
         std::string file = "ours" + std::to_string(bpp) + ".bmp";
         ASSERT_EQ(bitmap_filesave(image.get(), file.c_str(), nullptr), 1);
         expect_readers_see_f(
@@ -115,7 +115,7 @@ TEST_F(RealReaders, OurReaderTakesImageMagickGreyTarga) {
         std::string file = std::string("grey_") + compress + ".tga";
         run_writer(convert + " f.ppm -orient TopLeft -colorspace Gray -compress " + compress + " " +
                    file);
-        image_ptr image(bitmap_fileload(file.c_str()));
+        bitmap_ptr image(bitmap_fileload(file.c_str()));
         ASSERT_TRUE(image) << file;
         EXPECT_EQ(image->bpp, 8);
         EXPECT_EQ(image->cmap, nullptr);

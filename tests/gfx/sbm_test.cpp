@@ -37,13 +37,13 @@ std::vector<std::uint8_t> bits_of(const bitmap *image) {
 class SimpleBitmap : public testing::Test {
   protected:
     void SetUp() override { image_streams_ready(); }
-    image_ptr load2(const std::vector<std::uint8_t> &bytes) {
+    bitmap_ptr load2(const std::vector<std::uint8_t> &bytes) {
         put_file("in.sbm", bytes);
-        return image_ptr(bitmapio_sbm2_driver.load("in.sbm"));
+        return bitmap_ptr(bitmapio_sbm2_driver.load("in.sbm"));
     }
-    image_ptr load3(const std::string &bytes) {
+    bitmap_ptr load3(const std::string &bytes) {
         write_file("in.sba", bytes);
-        return image_ptr(bitmapio_sbm3_driver.load("in.sba"));
+        return bitmap_ptr(bitmapio_sbm3_driver.load("in.sba"));
     }
     scratch_directory scratch;
     message_capture messages;
@@ -52,7 +52,7 @@ class SimpleBitmap : public testing::Test {
 } // namespace
 
 TEST_F(SimpleBitmap, TwoByTwoAt24BppIs104Bytes) {
-    image_ptr image = make_pattern(2, 2, 24);
+    bitmap_ptr image = make_pattern(2, 2, 24);
     ASSERT_EQ(bitmapio_sbm2_driver.save("out.sbm", image.get()), 1);
     std::string bytes = file_bytes("out.sbm");
     ASSERT_EQ(bytes.size(), 104u);
@@ -68,7 +68,7 @@ TEST_F(SimpleBitmap, TwoByTwoAt24BppIs104Bytes) {
 }
 
 TEST_F(SimpleBitmap, CommentColormapAndIndexIn101Bytes) {
-    image_ptr image(bitmap_alloc2(1, 1, 8));
+    bitmap_ptr image(bitmap_alloc2(1, 1, 8));
     bitmap_set_info(image.get(), "hi");
     image->cmap = colormap_alloc(2);
     image->cmap->entry[0] = {1, 2, 3};
@@ -83,12 +83,12 @@ TEST_F(SimpleBitmap, CommentColormapAndIndexIn101Bytes) {
 }
 
 TEST_F(SimpleBitmap, ZeroPixelImageHasNoBlock) {
-    image_ptr image(bitmap_alloc());
+    bitmap_ptr image(bitmap_alloc());
     image->xsize = 0;
     image->ysize = 7;
     image->bpp = 16;
     ASSERT_EQ(bitmapio_sbm2_driver.save("out.sbm", image.get()), 1);
-    image_ptr loaded(bitmapio_sbm2_driver.load("out.sbm"));
+    bitmap_ptr loaded(bitmapio_sbm2_driver.load("out.sbm"));
     ASSERT_TRUE(loaded);
     EXPECT_EQ(loaded->bits, nullptr);
     EXPECT_EQ(loaded->ysize, 7u);
@@ -96,16 +96,16 @@ TEST_F(SimpleBitmap, ZeroPixelImageHasNoBlock) {
 }
 
 TEST_F(SimpleBitmap, BlockIsExactlyThePictureSize) {
-    image_ptr image = make_pattern(3, 3, 24);
+    bitmap_ptr image = make_pattern(3, 3, 24);
     ASSERT_EQ(bitmapio_sbm2_driver.save("out.sbm", image.get()), 1);
     std::size_t before = memio_bytes_held();
-    image_ptr loaded(bitmapio_sbm2_driver.load("out.sbm"));
+    bitmap_ptr loaded(bitmapio_sbm2_driver.load("out.sbm"));
     ASSERT_TRUE(loaded);
     EXPECT_EQ(memio_bytes_held() - before, sizeof(bitmap) + 27u);
 }
 
 TEST_F(SimpleBitmap, EightBppWithoutColormapLoadsWithAWarning) {
-    image_ptr image = load2(sbm2(200, 2, 1, 8, 0, 0, {7, 8}));
+    bitmap_ptr image = load2(sbm2(200, 2, 1, 8, 0, 0, {7, 8}));
     ASSERT_TRUE(image);
     EXPECT_EQ(image->cmap, nullptr);
     EXPECT_TRUE(messages.warned("file(in.sbm) does not contain a colormap"));
@@ -157,7 +157,7 @@ TEST_F(SimpleBitmap, RefusedFilesWarnAndGiveNoBitmap) {
 }
 
 TEST_F(SimpleBitmap, DumpPrintsTheHeaderFields) {
-    image_ptr image = make_pattern(3, 2, 8);
+    bitmap_ptr image = make_pattern(3, 2, 8);
     bitmap_set_info(image.get(), "abc");
     ASSERT_EQ(bitmapio_sbm2_driver.save("out.sbm", image.get()), 1);
     ASSERT_EQ(bitmapio_sbm3_driver.save("out.sba", image.get()), 1);
@@ -180,7 +180,7 @@ TEST_F(SimpleBitmap, DumpPrintsTheHeaderFields) {
 // sbm3
 
 TEST_F(SimpleBitmap, TextLayout) {
-    image_ptr image(bitmap_alloc2(2, 2, 16));
+    bitmap_ptr image(bitmap_alloc2(2, 2, 16));
     bitmap_set_info(image.get(), "F\n(1)");
     const std::uint8_t pixels[] = {0x1F, 0x00, 0xE0, 0x07, 0x00, 0xF8, 0xFF, 0xFF};
     bitmap_setbits(image.get(), pixels);
@@ -193,7 +193,7 @@ TEST_F(SimpleBitmap, TextLayout) {
                                      "comment 5 460a283129\n"
                                      "1f00 e007\n"
                                      "00f8 ffff\n");
-    image_ptr small = make_f_picture(8);
+    bitmap_ptr small = make_f_picture(8);
     ASSERT_EQ(bitmapio_sbm3_driver.save("f.sba", small.get()), 1);
     const std::string head = "SBM3\n"
                              "version 300\n"
@@ -211,8 +211,8 @@ TEST_F(SimpleBitmap, TextLayout) {
 }
 
 TEST_F(SimpleBitmap, TextReaderAcceptsAnyWhitespaceAndUpperCaseHex) {
-    image_ptr image = load3("SBM3 version 300 size 2 1\r\ndepth 24\tcolormap 0 comment 2 4142\n"
-                            "FF0000\n\n  00ff00   ");
+    bitmap_ptr image = load3("SBM3 version 300 size 2 1\r\ndepth 24\tcolormap 0 comment 2 4142\n"
+                             "FF0000\n\n  00ff00   ");
     ASSERT_TRUE(image);
     EXPECT_STREQ(image->info, "AB");
     EXPECT_EQ(bits_of(image.get()), (std::vector<std::uint8_t>{255, 0, 0, 0, 255, 0}));

@@ -73,9 +73,9 @@ class Targa : public testing::Test {
     int save(const bitmap *image, const char *name = "out.tga") {
         return bitmapio_targa_driver.save(name, const_cast<bitmap *>(image));
     }
-    image_ptr load(const std::vector<std::uint8_t> &bytes, const char *name = "in.tga") {
+    bitmap_ptr load(const std::vector<std::uint8_t> &bytes, const char *name = "in.tga") {
         put_file(name, bytes);
-        return image_ptr(bitmapio_targa_driver.load(name));
+        return bitmap_ptr(bitmapio_targa_driver.load(name));
     }
 
     scratch_directory scratch;
@@ -88,7 +88,7 @@ class Targa : public testing::Test {
 // Writing
 
 TEST_F(Targa, TwoPixelsAt24BppAreExactly24Bytes) {
-    image_ptr image(bitmap_alloc2(2, 1, 24));
+    bitmap_ptr image(bitmap_alloc2(2, 1, 24));
     const std::uint8_t pixels[] = {1, 2, 3, 4, 5, 6};
     bitmap_setbits(image.get(), pixels);
     ASSERT_EQ(save(image.get()), 1);
@@ -97,7 +97,7 @@ TEST_F(Targa, TwoPixelsAt24BppAreExactly24Bytes) {
 }
 
 TEST_F(Targa, EightBppWithoutColormapAnnouncesAnEmptyOne) {
-    image_ptr image(bitmap_alloc2(3, 2, 8));
+    bitmap_ptr image(bitmap_alloc2(3, 2, 8));
     ASSERT_EQ(save(image.get()), 1);
     std::string bytes = file_bytes("out.tga");
     ASSERT_EQ(bytes.size(), 18u + 6u);
@@ -107,7 +107,7 @@ TEST_F(Targa, EightBppWithoutColormapAnnouncesAnEmptyOne) {
 }
 
 TEST_F(Targa, EightBppColormapGoesOutBlueGreenRed) {
-    image_ptr image = make_f_picture(8);
+    bitmap_ptr image = make_f_picture(8);
     ASSERT_EQ(save(image.get()), 1);
     std::string bytes = file_bytes("out.tga");
     ASSERT_EQ(bytes.size(), 18u + 2 * 3 + f_width * f_height);
@@ -119,7 +119,7 @@ TEST_F(Targa, EightBppColormapGoesOutBlueGreenRed) {
 
 TEST_F(Targa, SixteenAndFifteenBppWhiteIsFF7F) {
     for (int bpp : {15, 16}) {
-        image_ptr image(bitmap_alloc2(1, 1, bpp));
+        bitmap_ptr image(bitmap_alloc2(1, 1, bpp));
         bitmap_putpixel(image.get(), 0, 0, color_pack(nullptr, 255, 255, 255, 255, bpp));
         ASSERT_EQ(save(image.get()), 1);
         std::string bytes = file_bytes("out.tga");
@@ -129,7 +129,7 @@ TEST_F(Targa, SixteenAndFifteenBppWhiteIsFF7F) {
 }
 
 TEST_F(Targa, ThirtyTwoBppKeepsAlphaLastAndDeclaresNoAlphaBits) {
-    image_ptr image(bitmap_alloc2(1, 1, 32));
+    bitmap_ptr image(bitmap_alloc2(1, 1, 32));
     const std::uint8_t pixel[] = {1, 2, 3, 4};
     bitmap_setbits(image.get(), pixel);
     ASSERT_EQ(save(image.get()), 1);
@@ -139,7 +139,7 @@ TEST_F(Targa, ThirtyTwoBppKeepsAlphaLastAndDeclaresNoAlphaBits) {
 }
 
 TEST_F(Targa, ColormapOfADeepBitmapFollowsTheHeaderUnannounced) {
-    image_ptr image(bitmap_alloc2(1, 1, 24));
+    bitmap_ptr image(bitmap_alloc2(1, 1, 24));
     image->cmap = colormap_alloc(1);
     image->cmap->entry[0] = {10, 20, 30};
     ASSERT_EQ(save(image.get()), 1);
@@ -150,7 +150,7 @@ TEST_F(Targa, ColormapOfADeepBitmapFollowsTheHeaderUnannounced) {
 
 TEST_F(Targa, SidesAreStoredModulo65536) {
     // Larger than any allocated bitmap may be: a record made by hand.
-    image_ptr image(bitmap_alloc());
+    bitmap_ptr image(bitmap_alloc());
     image->xsize = 65537;
     image->ysize = 1;
     image->bpp = 8;
@@ -162,7 +162,7 @@ TEST_F(Targa, SidesAreStoredModulo65536) {
 }
 
 TEST_F(Targa, UnsupportedDepthWritesNothing) {
-    image_ptr image(bitmap_alloc());
+    bitmap_ptr image(bitmap_alloc());
     image->xsize = image->ysize = 1;
     image->bpp = 4;
     image->bits = static_cast<std::uint8_t *>(xcalloc(1, 8));
@@ -171,7 +171,7 @@ TEST_F(Targa, UnsupportedDepthWritesNothing) {
 }
 
 TEST_F(Targa, DumpPrintsTheHeader) {
-    image_ptr image = make_f_picture(8);
+    bitmap_ptr image = make_f_picture(8);
     ASSERT_EQ(save(image.get()), 1);
     testing::internal::CaptureStdout();
     bitmapio_targa_driver.dump("out.tga");
@@ -214,7 +214,7 @@ TEST_F(Targa, AllFourOriginsGiveTheSamePicture) {
         tga_fields f;
         f.width = f.height = 2;
         f.descriptor = o.descriptor;
-        image_ptr image = load(tga(f, body));
+        bitmap_ptr image = load(tga(f, body));
         ASSERT_TRUE(image) << o.descriptor;
         EXPECT_EQ(rgb_of(image.get()),
                   (std::vector<std::uint8_t>{255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 0, 255}))
@@ -228,7 +228,7 @@ TEST_F(Targa, RunLengthPacketsMaySpanRows) {
     f.width = 3;
     f.height = 2;
     // A run of four red pixels over the row end, then two raw pixels.
-    image_ptr image = load(tga(f, {0x83, 0, 0, 255, 0x01, 255, 0, 0, 0, 255, 0}));
+    bitmap_ptr image = load(tga(f, {0x83, 0, 0, 255, 0x01, 255, 0, 0, 0, 255, 0}));
     ASSERT_TRUE(image);
     EXPECT_EQ(rgb_of(image.get()), (std::vector<std::uint8_t>{255, 0, 0, 255, 0, 0, 255, 0, 0, //
                                                               255, 0, 0, 0, 0, 255, 0, 255, 0}));
@@ -240,7 +240,7 @@ TEST_F(Targa, RunLengthPacketPastTheImageIsCut) {
     f.image_type = 10;
     f.width = 2;
     f.height = 1;
-    image_ptr image = load(tga(f, {0xFF, 1, 2, 3}));
+    bitmap_ptr image = load(tga(f, {0xFF, 1, 2, 3}));
     ASSERT_TRUE(image);
     EXPECT_EQ(bits_of(image.get()), (std::vector<std::uint8_t>{3, 2, 1, 3, 2, 1}));
     EXPECT_TRUE(messages.warned("run-length packet runs past the end of targa image(in.tga)"));
@@ -260,7 +260,7 @@ TEST_F(Targa, ColourMappedWithAFirstEntryAndSixteenBitEntries) {
     f.width = 2;
     f.depth = 8;
     // Entry 2: red 31 (0x7C00), entry 3: blue 31 with the attribute bit (0x801F).
-    image_ptr image = load(tga(f, {0x00, 0x7C, 0x1F, 0x80, 3, 2}));
+    bitmap_ptr image = load(tga(f, {0x00, 0x7C, 0x1F, 0x80, 3, 2}));
     ASSERT_TRUE(image);
     EXPECT_EQ(image->bpp, 8);
     ASSERT_TRUE(image->cmap);
@@ -277,7 +277,7 @@ TEST_F(Targa, RunLengthColourMapped) {
     f.entry_bits = 24;
     f.width = 4;
     f.depth = 8;
-    image_ptr image = load(tga(f, {0, 0, 255, 255, 0, 0, 0x82, 1, 0x00, 0}));
+    bitmap_ptr image = load(tga(f, {0, 0, 255, 255, 0, 0, 0x82, 1, 0x00, 0}));
     ASSERT_TRUE(image);
     EXPECT_EQ(bits_of(image.get()), (std::vector<std::uint8_t>{1, 1, 1, 0}));
     EXPECT_EQ(image->cmap->entry[1].b, 255);
@@ -288,10 +288,10 @@ TEST_F(Targa, GreyImagesHaveNoColormap) {
     f.image_type = 3;
     f.width = 2;
     f.depth = 8;
-    image_ptr plain = load(tga(f, {10, 200}));
+    bitmap_ptr plain = load(tga(f, {10, 200}));
     ASSERT_TRUE(plain);
     f.image_type = 11;
-    image_ptr packed = load(tga(f, {0x81, 7}));
+    bitmap_ptr packed = load(tga(f, {0x81, 7}));
     ASSERT_TRUE(packed);
     EXPECT_EQ(plain->cmap, nullptr);
     EXPECT_EQ(bits_of(plain.get()), (std::vector<std::uint8_t>{10, 200}));
@@ -302,7 +302,7 @@ TEST_F(Targa, FifteenBitPixelsIgnoreTheAttributeBit) {
     tga_fields f;
     f.width = 2;
     f.depth = 15;
-    image_ptr image = load(tga(f, {0x1F, 0x80, 0xE0, 0x03}));
+    bitmap_ptr image = load(tga(f, {0x1F, 0x80, 0xE0, 0x03}));
     ASSERT_TRUE(image);
     EXPECT_EQ(image->bpp, 15);
     EXPECT_EQ(rgb_of(image.get()), (std::vector<std::uint8_t>{0, 0, 248, 0, 248, 0}));
@@ -311,7 +311,7 @@ TEST_F(Targa, FifteenBitPixelsIgnoreTheAttributeBit) {
 TEST_F(Targa, IdentificationFieldIsSkipped) {
     tga_fields f;
     f.id_length = 3;
-    image_ptr image = load(tga(f, {'a', 'b', 'c', 1, 2, 3}));
+    bitmap_ptr image = load(tga(f, {'a', 'b', 'c', 1, 2, 3}));
     ASSERT_TRUE(image);
     EXPECT_EQ(bits_of(image.get()), (std::vector<std::uint8_t>{3, 2, 1}));
 }
@@ -321,7 +321,7 @@ TEST_F(Targa, ColormapOfATrueColourImageIsSkippedWithAWarning) {
     f.colormap_type = 1;
     f.length = 2;
     f.entry_bits = 24;
-    image_ptr image = load(tga(f, {9, 9, 9, 9, 9, 9, 1, 2, 3}));
+    bitmap_ptr image = load(tga(f, {9, 9, 9, 9, 9, 9, 1, 2, 3}));
     ASSERT_TRUE(image);
     EXPECT_EQ(image->cmap, nullptr);
     EXPECT_EQ(bits_of(image.get()), (std::vector<std::uint8_t>{3, 2, 1}));
@@ -338,7 +338,7 @@ TEST_F(Targa, IndexBeyondTheColormapIsKeptAndReported) {
     f.entry_bits = 24;
     f.width = 2;
     f.depth = 8;
-    image_ptr image = load(tga(f, {1, 2, 3, 0, 200}));
+    bitmap_ptr image = load(tga(f, {1, 2, 3, 0, 200}));
     ASSERT_TRUE(image);
     EXPECT_EQ(bits_of(image.get()), (std::vector<std::uint8_t>{0, 200}));
     EXPECT_TRUE(messages.warned("uses colour index 200 beyond its colormap of 1 entries"));

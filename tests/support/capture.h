@@ -7,6 +7,7 @@
 #include "core/message.h"
 
 #include <deque>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,11 @@ struct captured_message {
     std::string ident;
     std::string text;
 };
+
+// How a failed expectation shows a message.
+inline void PrintTo(const captured_message &message, std::ostream *out) {
+    *out << message.ident << ": " << message.text;
+}
 
 struct error_raised {
     std::string text;

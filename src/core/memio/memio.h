@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 
 void *memio_standard_malloc(std::size_t size, const char *file = __builtin_FILE(),
                             int line = __builtin_LINE());
@@ -40,6 +41,13 @@ inline void *xrealloc(void *block, std::size_t size, const char *file = __builti
 inline void xfree(void *block, const char *file = __builtin_FILE(), int line = __builtin_LINE()) {
     memio_standard_free(block, file, line);
 }
+
+// Owner of a block from these wrappers (a text from xstrdup, config_alias or
+// xprintf, say): frees it with xfree.
+struct xfree_deleter {
+    void operator()(void *block) const { xfree(block); }
+};
+template <class T> using xfree_ptr = std::unique_ptr<T, xfree_deleter>;
 
 // Alignment of every block allocated from now on: a power of two, at least
 // the C library's own (16); anything else is an error.  Returns the previous one.

@@ -40,8 +40,7 @@ std::string resource_path(const char *name) {
     if (!*name || name[0] == '/')
         return {};
     std::string unexpanded = std::string("$path.res$/") + name;
-    std::unique_ptr<char, void (*)(char *)> expanded(config_alias(unexpanded.c_str()),
-                                                     [](char *text) { xfree(text); });
+    xfree_ptr<char> expanded(config_alias(unexpanded.c_str()));
     return expanded ? std::string(expanded.get()) : unexpanded;
 }
 

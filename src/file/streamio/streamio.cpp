@@ -400,6 +400,13 @@ streamio_stream *internal_xfopen(const char *file, int line, const char *name, c
     return record->driver->freturn ? record->driver->freturn(record) : record;
 }
 
+void stream_closer::operator()(streamio_stream *stream) const {
+    try {
+        xfclose(stream);
+    } catch (...) {
+    }
+}
+
 int xfclose(streamio_stream *stream) {
     if (!stream) {
         XERROR("trying to close NULL stream");
@@ -658,8 +665,7 @@ const char *backup_copy(const char *name, bool report) {
                    name, target.c_str());
         return "source and target are the same file";
     }
-    std::unique_ptr<char, void (*)(char *)> expanded(config_alias(target.c_str()),
-                                                     [](char *text) { xfree(text); });
+    xfree_ptr<char> expanded(config_alias(target.c_str()));
     if (!expanded) {
         if (report)
             XERROR("failed to get alias for target backup file '%s'", target.c_str());

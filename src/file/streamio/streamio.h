@@ -26,6 +26,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 struct streamio_stream;
 
@@ -84,6 +85,16 @@ streamio_stream *internal_xfopen(const char *source_file, int source_line, const
 #define xfopen(name, mode) internal_xfopen(source_file, __LINE__, (name), (mode))
 
 int xfclose(streamio_stream *stream);
+
+// Owner of an open stream: closes it with xfclose when it goes out of scope,
+// so that an error unwinding through the code that uses it leaves nothing in
+// the open table.  The close's result is lost (and a report it raises while
+// an error unwinds goes no further); code that must hear of a failed close
+// releases the stream and closes it itself.
+struct stream_closer {
+    void operator()(streamio_stream *stream) const;
+};
+using stream_ptr = std::unique_ptr<streamio_stream, stream_closer>;
 int xfeof(streamio_stream *stream);
 int xferror(streamio_stream *stream);
 int xfflush(streamio_stream *stream);

@@ -15,11 +15,6 @@ static constexpr const char *source_ident = "bitmap";
 
 namespace {
 
-struct bitmap_deleter {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using owned_bitmap = std::unique_ptr<bitmap, bitmap_deleter>;
-
 // Blocks carry 8 spare bytes and are rounded up to 32, so that loops which
 // read a whole word past the last pixel of a row stay inside the block.
 std::size_t block_size(std::size_t pixel_bytes) {
@@ -163,8 +158,8 @@ int bitmap_compare(const bitmap *a, const bitmap *b, int with_pixels) {
 double bitmap_diff(const bitmap *a, const bitmap *b) {
     if (a->xsize != b->xsize || a->ysize != b->ysize || a->bpp != b->bpp)
         return -1.0;
-    owned_bitmap left(bitmap_upgrade(a, 24));
-    owned_bitmap right(bitmap_upgrade(b, 24));
+    bitmap_ptr left(bitmap_upgrade(a, 24));
+    bitmap_ptr right(bitmap_upgrade(b, 24));
     if (!left || !right || !left->bits || !right->bits)
         return -1.0;
     std::size_t pixels = static_cast<std::size_t>(a->xsize) * a->ysize;

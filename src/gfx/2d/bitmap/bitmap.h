@@ -21,6 +21,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 struct colormask;
 
@@ -72,6 +73,12 @@ bitmap *bitmap_setbits(bitmap *image, const void *source);
 std::uint8_t *bitmap_dupbits(const bitmap *image);
 // Frees the texts, colormap, block and record; null is accepted.
 void bitmap_kill(bitmap *image);
+
+// Owner of a bitmap: frees it with bitmap_kill.
+struct bitmap_killer {
+    void operator()(bitmap *image) const { bitmap_kill(image); }
+};
+using bitmap_ptr = std::unique_ptr<bitmap, bitmap_killer>;
 
 // 1 when both have the same size and depth (and, with `with_pixels`
 // non-zero, the same first bitmap_bytesize(a) bytes of pixels), else 0.

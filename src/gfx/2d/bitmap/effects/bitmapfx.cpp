@@ -375,10 +375,6 @@ int highest_depth(const bitmapfx_driver *driver, const char *direction) {
     return -1;
 }
 
-struct bitmap_killer {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using bitmap_owner = std::unique_ptr<bitmap, bitmap_killer>;
 
 // One run of "fx" on `source`.  The source is bound only for the call, so the
 // driver never keeps a reference to a bitmap that is freed afterwards, and a
@@ -695,7 +691,7 @@ bitmap *bitmapfx_simple(bitmapfx_driver *driver, const bitmap *image) {
     bitmapfx_reset(driver);
     const int depth = image->bpp;
     int work_depth = depth;
-    bitmap_owner source;
+    bitmap_ptr source;
     if (bitmapfx_supports(driver, "in", depth)) {
         source.reset(bitmap_dup(image));
     } else {

@@ -44,11 +44,6 @@ constexpr char magic[6] = {'m', 'h', 'w', 'a', 'n', 'h'};
 constexpr std::uint16_t version = 4;
 constexpr std::uint32_t max_palette = 256;
 
-struct bitmap_killer {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using bitmap_ptr = std::unique_ptr<bitmap, bitmap_killer>;
-
 struct alchemy_header {
     std::uint16_t version;
     std::uint16_t width, height;
@@ -104,7 +99,7 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
         std::uint64_t{header.palette} * 3 + std::uint64_t{header.width} * header.height * channels;
     if (!in.has(needed)) {
         XWARNING("alchemy image(%s) is truncated: %llu bytes of palette and pixels expected, "
-                 "%llu present",
+                 "at most %llu present",
                  filename, static_cast<unsigned long long>(needed),
                  static_cast<unsigned long long>(in.remaining()));
         return nullptr;

@@ -321,9 +321,8 @@ bitmap *decode(byte_reader &in, const char *filename, progress_guard &progress) 
         return nullptr;
     }
 
-    std::unique_ptr<bitmap, decltype(&bitmap_kill)> image(
-        bitmap_alloc2(layout.width, layout.height, static_cast<std::int32_t>(header.bits)),
-        bitmap_kill);
+    bitmap_ptr image(
+        bitmap_alloc2(layout.width, layout.height, static_cast<std::int32_t>(header.bits)));
     if (!image)
         return nullptr;
     if (!palette.empty()) {
@@ -367,7 +366,7 @@ bitmap *decode(byte_reader &in, const char *filename, progress_guard &progress) 
 
 bitmap *load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
-    std::unique_ptr<bitmap, decltype(&bitmap_kill)> result(nullptr, bitmap_kill);
+    bitmap_ptr result;
     // The stream layer reports a file it cannot open.
     if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
                    [&](byte_reader &in) { result.reset(decode(in, filename, progress)); }))

@@ -11,6 +11,8 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <new>
+#include <string>
 
 namespace {
 
@@ -26,15 +28,6 @@ void remove_partial_file(const char *name) {
         std::filesystem::remove(name, ignored);
 }
 
-void stream_closer::operator()(streamio_stream *stream) const {
-    // Runs while an error unwinds: a second report from the close must not
-    // escape a destructor.
-    try {
-        xfclose(stream);
-    } catch (...) {
-    }
-}
-
 // ---------------------------------------------------------------------------
 // byte_reader
 
@@ -46,14 +39,12 @@ byte_reader::byte_reader(streamio_stream *stream) : stream_(stream) {
     if (xfseek(stream, start, SEEK_SET) != 0 || end < start)
         return;
     position_ = static_cast<std::uint64_t>(start);
-    size_ = static_cast<std::uint64_t>(end);
+    limit_ = std::min<std::uint64_t>(static_cast<std::uint64_t>(end), max_length);
     sized_ = true;
 }
 
 std::uint64_t byte_reader::remaining() const {
-    if (!sized_)
-        return std::numeric_limits<std::uint64_t>::max();
-    return size_ > position_ ? size_ - position_ : 0;
+    return limit_ > position_ ? limit_ - position_ : 0;
 }
 
 bool byte_reader::fill() {
@@ -61,9 +52,7 @@ bool byte_reader::fill() {
         return true;
     if (at_end_)
         return false;
-    std::size_t want = block_size;
-    if (sized_)
-        want = static_cast<std::size_t>(std::min<std::uint64_t>(want, remaining()));
+    const auto want = static_cast<std::size_t>(std::min<std::uint64_t>(block_size, remaining()));
     if (want == 0)
         return false;
     buffer_.resize(block_size);
@@ -141,8 +130,43 @@ bool byte_reader::read(void *data, std::size_t count) {
     return true;
 }
 
+bool byte_reader::read(std::string &text, std::uint64_t count) {
+    text.clear();
+    if (!has(count)) {
+        ok_ = false;
+        return false;
+    }
+    while (text.size() < count) {
+        if (!fill()) {
+            ok_ = false;
+            return false;
+        }
+        std::size_t step =
+            static_cast<std::size_t>(std::min<std::uint64_t>(count - text.size(), tail_ - head_));
+        text.append(reinterpret_cast<const char *>(buffer_.data() + head_), step);
+        head_ += step;
+        position_ += step;
+    }
+    return true;
+}
+
+std::size_t byte_reader::read_tail(std::uint8_t *data, std::size_t size) {
+    if (sized_ && remaining() > size)
+        skip(remaining() - size);
+    // A ring of the last `size` bytes, for a stream that cannot say where it ends.
+    std::size_t kept = 0, next = 0;
+    for (int c; size && (c = getc()) >= 0;) {
+        data[next] = static_cast<std::uint8_t>(c);
+        next = (next + 1) % size;
+        kept = std::min(kept + 1, size);
+    }
+    if (kept == size)
+        std::rotate(data, data + next, data + size);
+    return kept;
+}
+
 bool byte_reader::seek(std::uint64_t offset) {
-    if (sized_ && offset > size_) {
+    if (offset > limit_) {
         ok_ = false;
         return false;
     }
@@ -188,9 +212,6 @@ bool byte_reader::skip(std::uint64_t count) {
 byte_writer::byte_writer(streamio_stream *stream) : stream_(stream) {
     buffer_.reserve(block_size);
 }
-
-// Bytes a driver did not finish() belong to a write that is being abandoned.
-byte_writer::~byte_writer() = default;
 
 void byte_writer::flush() {
     if (buffer_.empty())
@@ -312,7 +333,14 @@ bool read_file_with(const driver_origin &origin, const char *filename, const rea
     {
         stream_ptr guard{file};
         byte_reader in(file);
-        read(in, context);
+        // Every size a file announces is capped before it is allocated; a
+        // failure that still happens is a refusal of this file, not of the run.
+        try {
+            read(in, context);
+        } catch (const std::bad_alloc &) {
+            xwarning(origin.source_file, origin.line, origin.source_ident,
+                     "not enough memory to read image(%s)", filename);
+        }
         guard.release();
     }
     if (xfclose(file) == EOF && opening.close_assertion)

@@ -5,20 +5,27 @@
 // big-endian 16- and 32-bit values at a byte address, and the reader and
 // writer below move fields through a stream of the stream layer.
 //
-// - byte_reader measures the bytes left in the file when it is made (a stream
-//   that cannot seek counts as unbounded) and checks every read against that
-//   count first.  A read that would run past the end reads nothing, yields
-//   zeros and sets a sticky failure flag, so a driver may parse a whole header
-//   and test `ok()` once.  `has(n)` lets a driver refuse a header whose data
-//   the file cannot hold before anything is allocated.  Once a reader is made,
-//   read the stream only through it (it buffers).
+// - byte_reader measures the bytes left in the file when it is made and checks
+//   every read against that count first.  No file is taken to hold more than
+//   `byte_reader::max_length` bytes, also one whose size the stream cannot
+//   tell (a pipe or a device), so a length field read from any file is held
+//   against a fixed cap before anything is allocated by it.  A read that
+//   would run past the end reads nothing, yields zeros and sets a sticky
+//   failure flag, so a driver may parse a whole header and test `ok()` once.
+//   `has(n)` lets a driver refuse a header whose data the file cannot hold
+//   before anything is allocated; a text field of a claimed length is read
+//   with `read(std::string &, n)`, which grows only with the bytes that
+//   arrive.  Once a reader is made, read the stream only through it (it
+//   buffers).
 // - byte_writer collects bytes and writes them in blocks; a short write sets a
 //   sticky failure flag.  `finish()` writes what is left and tells whether
-//   every byte reached the stream.  Write the stream only through it.
-// - stream_ptr owns an open stream and closes it with xfclose when it goes out
-//   of scope, so that a reported error unwinding through a driver does not
-//   leave the file in the stream layer's open table.  On the normal path a
-//   driver releases it and closes the stream itself, to report a failed close.
+//   every byte reached the stream.  Write the stream only through it.  A
+//   writer dropped without finish() drops what it still buffers: the write is
+//   being abandoned.
+// - stream_ptr (file/streamio/streamio.h) owns the open stream, so that a
+//   reported error unwinding through a driver does not leave the file in the
+//   stream layer's open table.  On the normal path a driver releases it and
+//   closes the stream itself, to report a failed close.
 // - progress_guard (core/progress.h): call finish() on the normal path so
 //   that whatever ending the indicator reports reaches the caller.
 // - finish_save and read_file are the ends of a driver's save and the whole
@@ -27,14 +34,14 @@
 #pragma once
 
 #include "core/progress.h"
+#include "file/streamio/streamio.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <type_traits>
 #include <vector>
-
-struct streamio_stream;
 
 inline std::uint16_t get_le16(const std::uint8_t *p) {
     return static_cast<std::uint16_t>(p[0] | (p[1] << 8));
@@ -76,20 +83,22 @@ inline void put_be32(std::uint8_t *p, std::uint32_t v) {
 // aliases expanded.
 void remove_partial_file(const char *name);
 
-struct stream_closer {
-    void operator()(streamio_stream *stream) const;
-};
-using stream_ptr = std::unique_ptr<streamio_stream, stream_closer>;
-
 class byte_reader {
   public:
     explicit byte_reader(streamio_stream *stream);
     byte_reader(const byte_reader &) = delete;
     byte_reader &operator=(const byte_reader &) = delete;
 
+    // The most bytes read from one file.  The largest picture (2^26 pixels)
+    // in the most verbose layout read (a text format at a dozen characters a
+    // pixel) stays below it.
+    static constexpr std::uint64_t max_length = std::uint64_t{1} << 30;
+
     // False once any read ran short (sticky).
     bool ok() const { return ok_; }
-    // Bytes left from the read position; UINT64_MAX for a stream of unknown size.
+    // Bytes that may be left from the read position: those the file holds,
+    // and never more than max_length minus the position (also when the size
+    // is unknown).
     std::uint64_t remaining() const;
     // True when at least `count` more bytes can be read.
     bool has(std::uint64_t count) const { return count <= remaining(); }
@@ -105,6 +114,13 @@ class byte_reader {
     std::uint32_t be32();
     // All `count` bytes or none: a short file fails without reading.
     bool read(void *data, std::size_t count);
+    // All `count` bytes into `text` (replacing what it held), which grows
+    // block by block with what arrives; a short file fails and leaves what
+    // there was.
+    bool read(std::string &text, std::uint64_t count);
+    // Reads to the end of the file and keeps its last `size` bytes in `data`;
+    // the count kept (fewer when fewer were left).
+    std::size_t read_tail(std::uint8_t *data, std::size_t size);
     // Moves forward; fails (without moving) past the end.
     bool skip(std::uint64_t count);
     // Moves to an offset from the start of the file (within the file).
@@ -117,9 +133,9 @@ class byte_reader {
     bool fill();
     streamio_stream *stream_;
     std::vector<std::uint8_t> buffer_;
-    std::size_t head_ = 0, tail_ = 0; // unread bytes are buffer_[head_, tail_)
-    std::uint64_t position_ = 0;      // file offset of buffer_[head_]
-    std::uint64_t size_ = 0;          // file size when sized_
+    std::size_t head_ = 0, tail_ = 0;  // unread bytes are buffer_[head_, tail_)
+    std::uint64_t position_ = 0;       // file offset of buffer_[head_]
+    std::uint64_t limit_ = max_length; // the file size when sized_, at most max_length
     bool sized_ = false;
     bool at_end_ = false; // an unsized stream returned nothing more
     bool ok_ = true;
@@ -130,8 +146,6 @@ class byte_writer {
     explicit byte_writer(streamio_stream *stream);
     byte_writer(const byte_writer &) = delete;
     byte_writer &operator=(const byte_writer &) = delete;
-    // Writes what is still buffered (its result is then lost: call finish()).
-    ~byte_writer();
 
     // False once a write ran short (sticky).
     bool ok() const { return ok_; }

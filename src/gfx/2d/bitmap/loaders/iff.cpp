@@ -57,11 +57,6 @@ constexpr std::uint32_t camg_halfbright = 0x80;
 constexpr std::uint32_t camg_ham = 0x800;
 constexpr int max_colours = 256;
 
-struct bitmap_killer {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using bitmap_ptr = std::unique_ptr<bitmap, bitmap_killer>;
-
 struct bmhd {
     std::uint16_t width, height;
     std::int16_t x, y;

@@ -60,11 +60,6 @@ constexpr std::size_t end_palette_size = 1 + 256 * 3;
 constexpr std::uint8_t run_flag = 0xC0;
 constexpr unsigned max_run = 0x3F;
 
-struct bitmap_killer {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using bitmap_ptr = std::unique_ptr<bitmap, bitmap_killer>;
-
 struct pcx_header {
     std::uint8_t manufacturer;
     std::uint8_t version;
@@ -179,16 +174,15 @@ colormap *header_colormap(const pcx_header &header, unsigned depth) {
     return map;
 }
 
-// The palette behind the 0x0C marker at the end of the file; a grey ramp
+// The palette behind the 0x0C marker in the file's last bytes, read after
+// the pixels (so also from a stream that cannot tell its size); a grey ramp
 // (with a warning) when the marker is missing.
-colormap *end_colormap(byte_reader &in, std::uint64_t palette_offset, bool present,
-                       const char *filename) {
+colormap *end_colormap(byte_reader &in, const char *filename) {
     colormap *map = colormap_alloc(256);
     if (!map)
         return nullptr;
     std::uint8_t raw[end_palette_size];
-    if (present && in.seek(palette_offset) && in.read(raw, sizeof raw) &&
-        raw[0] == palette_marker) {
+    if (in.read_tail(raw, sizeof raw) == sizeof raw && raw[0] == palette_marker) {
         for (int i = 0; i < 256; ++i)
             map->entry[i] = {raw[1 + i * 3], raw[2 + i * 3], raw[3 + i * 3]};
         return map;
@@ -266,14 +260,10 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
 
     bool coded = header.encoding == 1;
     bool paletted_256 = header.bits == 8 && header.planes == 1;
+    // Where the size is known the rows stop short of the end palette.
     std::uint64_t data_end = UINT64_MAX;
-    bool end_palette = false;
-    if (paletted_256 && in.sized()) {
-        std::uint64_t size = in.position() + in.remaining();
-        end_palette = size >= header_size + end_palette_size;
-        if (end_palette)
-            data_end = size - end_palette_size;
-    }
+    if (paletted_256 && in.sized() && in.remaining() >= end_palette_size)
+        data_end = in.position() + in.remaining() - end_palette_size;
     std::size_t row_size = std::size_t{header.bytes_per_line} * header.planes;
     std::uint64_t decoded = std::uint64_t(row_size) * std::uint64_t(height);
     std::uint64_t available = std::min(in.remaining(), data_end - in.position());
@@ -312,7 +302,7 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
         }
     }
     if (paletted_256)
-        image->cmap = end_colormap(in, data_end, end_palette, filename);
+        image->cmap = end_colormap(in, filename);
     else if (bpp == 8)
         image->cmap = header_colormap(header, unsigned{header.bits} * header.planes);
     return image;

@@ -42,11 +42,6 @@ constexpr std::uint32_t max_maxval = 65535;
 // Header comments kept as the bitmap's comment; the rest is skipped.
 constexpr std::size_t max_comment = 4096;
 
-struct bitmap_killer {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using bitmap_ptr = std::unique_ptr<bitmap, bitmap_killer>;
-
 bool is_space(int c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
 }
@@ -179,7 +174,8 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
     // A text sample takes at least a digit and a separator.
     std::uint64_t least = plain ? samples * 2 - 1 : samples * sample_bytes;
     if (!in.has(least)) {
-        XWARNING("portable pixmap(%s) is truncated: %ux%u pixels need %llu bytes, %llu are left",
+        XWARNING("portable pixmap(%s) is truncated: %ux%u pixels need %llu bytes, at most %llu are "
+                 "left",
                  filename, width, height, static_cast<unsigned long long>(least),
                  static_cast<unsigned long long>(in.remaining()));
         return nullptr;

@@ -59,8 +59,6 @@ constexpr std::size_t reserved_size = 64;
 constexpr std::size_t header_size = 92;
 static_assert(at_reserved + reserved_size == header_size, "the sbm2 header is 92 bytes");
 
-using bitmap_ptr = std::unique_ptr<bitmap, decltype(&bitmap_kill)>;
-
 // The fields both layouts carry.
 struct sbm_fields {
     std::uint32_t version;
@@ -90,10 +88,11 @@ bool has_pixels(const sbm_fields &fields) {
 }
 
 // Checks the fields that size what the reader allocates, before it does;
-// `per_pixel` and `per_entry` are the least bytes a pixel and a colormap
-// entry take in the layout, so that the file must be able to hold what it
-// claims.  Reports and returns false for a file that cannot be a bitmap.
-bool fields_acceptable(const sbm_fields &fields, const byte_reader &in, std::uint64_t per_pixel,
+// `per_byte` and `per_entry` are the least file bytes a byte of comment or
+// pixel and a colormap entry take in the layout, so that the file must be
+// able to hold what it claims.  Reports and returns false for a file that
+// cannot be a bitmap.
+bool fields_acceptable(const sbm_fields &fields, const byte_reader &in, std::uint64_t per_byte,
                        std::uint64_t per_entry, const char *format, const char *filename) {
     if (fields.colormap_entries && fields.bpp != 8) {
         XERROR("inconsistend imagebody pixelsize and colormap in sbm(%s)", filename);
@@ -113,12 +112,11 @@ bool fields_acceptable(const sbm_fields &fields, const byte_reader &in, std::uin
                  fields.ysize, why);
         return false;
     }
-    std::uint64_t needed = std::uint64_t{fields.comment_length} +
-                           per_entry * fields.colormap_entries +
-                           per_pixel * channels * fields.xsize * fields.ysize;
+    std::uint64_t needed = per_byte * fields.comment_length + per_entry * fields.colormap_entries +
+                           per_byte * channels * fields.xsize * fields.ysize;
     if (!in.has(needed)) {
-        XWARNING("%s image(%s) is truncated: its header announces at least %llu more bytes, %llu "
-                 "are left",
+        XWARNING("%s image(%s) is truncated: its header announces at least %llu more bytes, at "
+                 "most %llu are left",
                  format, filename, static_cast<unsigned long long>(needed),
                  static_cast<unsigned long long>(in.remaining()));
         return false;
@@ -129,7 +127,7 @@ bool fields_acceptable(const sbm_fields &fields, const byte_reader &in, std::uin
 // The empty bitmap the fields describe, with its comment; the pixel block
 // and colormap come later.
 bitmap_ptr start_bitmap(const sbm_fields &fields, const std::string &comment) {
-    bitmap_ptr image(bitmap_alloc(), bitmap_kill);
+    bitmap_ptr image(bitmap_alloc());
     if (!comment.empty())
         bitmap_set_info(image.get(), comment.c_str());
     image->xsize = fields.xsize;
@@ -177,7 +175,7 @@ int save_with(const char *filename, const char *name, const char *comments, Body
 // returns the bitmap or null.
 template <class Decode>
 bitmap *load_with(const char *filename, const char *name, const char *comments, Decode decode) {
-    bitmap_ptr result(nullptr, bitmap_kill);
+    bitmap_ptr result;
     // The indicator starts once the file is open and ends after it is closed.
     std::optional<progress_guard> progress;
     if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
@@ -271,8 +269,8 @@ bitmap *sbm2_decode(byte_reader &in, progress_guard &progress, const char *filen
         !check_version(fields.version, sbm2_version, filename) ||
         !fields_acceptable(fields, in, 1, 3, sbm2_name, filename))
         return nullptr;
-    std::string comment(fields.comment_length, '\0');
-    in.read(comment.data(), comment.size());
+    std::string comment;
+    in.read(comment, fields.comment_length);
     // The comment is a text: it ends at its first zero byte, if any.
     comment.resize(std::strlen(comment.c_str()));
     bitmap_ptr image = start_bitmap(fields, comment);
@@ -435,8 +433,22 @@ class sbm3_tokens {
     // Exactly `count` bytes written as 2 * count hexadecimal digits.
     bool hex(std::uint8_t *out, std::size_t count, const char *what) {
         std::string token;
+        return next(token, 2 * count, what) && decode_hex(token, out, count, what);
+    }
+
+    // The same into a text, which is sized only once its digits have arrived.
+    bool hex(std::string &out, std::size_t count, const char *what) {
+        std::string token;
         if (!next(token, 2 * count, what))
             return false;
+        // Never larger than what arrived; a short token fails in decode_hex.
+        out.assign(token.size() / 2, '\0');
+        return decode_hex(token, reinterpret_cast<std::uint8_t *>(out.data()), count, what);
+    }
+
+  private:
+    bool decode_hex(const std::string &token, std::uint8_t *out, std::size_t count,
+                    const char *what) {
         if (token.size() != 2 * count) {
             XWARNING("sbm3 image(%s) has '%s' for a %s of %zu bytes", filename_, token.c_str(),
                      what, count);
@@ -454,7 +466,6 @@ class sbm3_tokens {
         return true;
     }
 
-  private:
     static bool is_space(int c) {
         return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\f' || c == '\v';
     }
@@ -494,9 +505,8 @@ bitmap *sbm3_decode(byte_reader &in, progress_guard &progress, const char *filen
         !fields_acceptable(fields, in, 2, 6, sbm3_name, filename))
         return nullptr;
     sbm3_tokens tokens(in, filename);
-    std::string comment(fields.comment_length, '\0');
-    if (fields.comment_length &&
-        !tokens.hex(reinterpret_cast<std::uint8_t *>(comment.data()), comment.size(), "comment"))
+    std::string comment;
+    if (fields.comment_length && !tokens.hex(comment, fields.comment_length, "comment"))
         return nullptr;
     comment.resize(std::strlen(comment.c_str()));
     bitmap_ptr image = start_bitmap(fields, comment);

@@ -16,6 +16,7 @@
 #include "gfx/2d/bitmap/color.h"
 #include "gfx/2d/bitmap/loaders/bytes.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -225,43 +226,56 @@ colormap_entry read_colormap_entry(byte_reader &in, unsigned entry_bits) {
     return entry;
 }
 
-// Decodes the pixel data into one stream of width * height pixels in file
-// order.  Run-length packets may span rows; a packet reaching past the last
-// pixel is cut at it.
-bool read_pixels(byte_reader &in, const targa_header &header, std::size_t pixel_bytes,
-                 std::vector<std::uint8_t> &pixels, const char *filename) {
-    std::size_t count = static_cast<std::size_t>(header.width) * header.height;
-    pixels.assign(count * pixel_bytes, 0);
-    if (!run_length_encoded(header))
-        return in.read(pixels.data(), pixels.size());
-    std::size_t done = 0;
-    bool clamped = false;
-    std::uint8_t pixel[4];
-    while (done < count) {
-        int packet = in.getc();
-        if (packet < 0)
-            return false;
-        std::size_t run = static_cast<std::size_t>(packet & 0x7F) + 1;
-        if (run > count - done) {
-            run = count - done;
-            clamped = true;
-        }
-        std::uint8_t *out = pixels.data() + done * pixel_bytes;
-        if (packet & 0x80) {
-            if (!in.read(pixel, pixel_bytes))
-                return false;
-            for (std::size_t i = 0; i < run; ++i, out += pixel_bytes)
-                std::memcpy(out, pixel, pixel_bytes);
-        } else if (!in.read(out, run * pixel_bytes)) {
-            return false;
-        }
-        done += run;
+// The pixel data in file order, one file row at a time.  Run-length packets
+// may span rows; a packet reaching past the last pixel is cut at it.
+class pixel_rows {
+  public:
+    pixel_rows(byte_reader &in, const targa_header &header, std::size_t pixel_bytes)
+        : in_(in), coded_(header.image_type >= 9), pixel_bytes_(pixel_bytes), width_(header.width) {
     }
-    if (clamped)
-        XWARNING("run-length packet runs past the end of targa image(%s); cut at its last pixel",
-                 filename);
-    return true;
-}
+
+    // Fills `row` with the next `width` pixels; false when the data ends first.
+    bool next(std::uint8_t *row) {
+        if (!coded_)
+            return in_.read(row, width_ * pixel_bytes_);
+        std::size_t done = 0;
+        while (done < width_) {
+            if (left_ == 0) {
+                int packet = in_.getc();
+                if (packet < 0)
+                    return false;
+                left_ = static_cast<std::size_t>(packet & 0x7F) + 1;
+                repeated_ = packet & 0x80;
+                if (repeated_ && !in_.read(pixel_, pixel_bytes_))
+                    return false;
+            }
+            std::size_t run = std::min(left_, width_ - done);
+            std::uint8_t *out = row + done * pixel_bytes_;
+            if (!repeated_) {
+                if (!in_.read(out, run * pixel_bytes_))
+                    return false;
+            } else {
+                for (std::size_t i = 0; i < run; ++i, out += pixel_bytes_)
+                    std::memcpy(out, pixel_, pixel_bytes_);
+            }
+            left_ -= run;
+            done += run;
+        }
+        return true;
+    }
+
+    // True when the last packet read reaches past the last pixel.
+    bool cut() const { return left_ > 0; }
+
+  private:
+    byte_reader &in_;
+    bool coded_;
+    std::size_t pixel_bytes_;
+    std::size_t width_;
+    std::size_t left_ = 0; // pixels of the current packet still to come
+    bool repeated_ = false;
+    std::uint8_t pixel_[4] = {};
+};
 
 // The least a file of this header must still hold for its pixels: every
 // pixel for plain data, a packet header and one pixel per 128 pixels for
@@ -273,50 +287,30 @@ std::uint64_t least_pixel_bytes(const targa_header &header, std::size_t pixel_by
     return (count + 127) / 128 * (1 + pixel_bytes);
 }
 
-void store_pixels(bitmap *image, const targa_header &header,
-                  const std::vector<std::uint8_t> &pixels, std::size_t pixel_bytes,
-                  progress_guard &progress) {
-    bool top_first = header.descriptor & descriptor_top_first;
-    bool right_to_left = header.descriptor & descriptor_right_to_left;
-    std::uint32_t width = header.width, height = header.height;
-    for (std::uint32_t y = 0; y < height; ++y) {
-        progress.add(y, height);
-        std::uint32_t file_row = top_first ? y : height - 1 - y;
-        const std::uint8_t *row = pixels.data() + std::size_t{file_row} * width * pixel_bytes;
-        std::uint8_t *out = bitmap_boffset(image, 0, y);
-        for (std::uint32_t x = 0; x < width; ++x) {
-            std::uint32_t file_x = right_to_left ? width - 1 - x : x;
-            const std::uint8_t *in = row + std::size_t{file_x} * pixel_bytes;
-            switch (image->bpp) {
-            case 8:
-                out[0] = in[0];
-                out += 1;
-                break;
-            case 15:
-            case 16: {
-                // The attribute bit is not colour; each channel is five bits.
-                unsigned value = get_le16(in);
-                int r = static_cast<int>(((value >> 10) & 0x1F) << 3);
-                int g = static_cast<int>(((value >> 5) & 0x1F) << 3);
-                int b = static_cast<int>((value & 0x1F) << 3);
-                put_le16(out, color_pack(nullptr, r, g, b, 0, image->bpp));
-                out += 2;
-                break;
-            }
-            case 24:
-                out[0] = in[2];
-                out[1] = in[1];
-                out[2] = in[0];
-                out += 3;
-                break;
-            case 32:
-                out[0] = in[2];
-                out[1] = in[1];
-                out[2] = in[0];
-                out[3] = in[3];
-                out += 4;
-                break;
-            }
+// Turns a row read from the file into the bitmap's layout, in place (a
+// pixel takes as many bytes in the file as in the bitmap).
+void finish_row(std::uint8_t *row, std::uint32_t width, std::int32_t bpp, bool right_to_left) {
+    const auto pixel_bytes = static_cast<std::size_t>(bitmap_depth_channels(bpp));
+    if (right_to_left)
+        for (std::uint32_t x = 0; x < width / 2; ++x)
+            std::swap_ranges(row + x * pixel_bytes, row + (x + 1) * pixel_bytes,
+                             row + (width - 1 - x) * pixel_bytes);
+    for (std::uint8_t *out = row, *end = row + width * pixel_bytes; out < end; out += pixel_bytes) {
+        switch (bpp) {
+        case 15:
+        case 16: {
+            // The attribute bit is not colour; each channel is five bits.
+            unsigned value = get_le16(out);
+            int r = static_cast<int>(((value >> 10) & 0x1F) << 3);
+            int g = static_cast<int>(((value >> 5) & 0x1F) << 3);
+            int b = static_cast<int>((value & 0x1F) << 3);
+            put_le16(out, color_pack(nullptr, r, g, b, 0, bpp));
+            break;
+        }
+        case 24:
+        case 32:
+            std::swap(out[0], out[2]);
+            break;
         }
     }
 }
@@ -396,15 +390,13 @@ bool read_colormap(byte_reader &in, const targa_header &header, palette &map,
 
 // Out-of-range indices stay as they are (the bitmap shows them black), so a
 // file keeps its pixels through a load and save; the user hears about it once.
-void check_indices(const std::vector<std::uint8_t> &pixels, const palette &map,
-                   const char *filename) {
-    for (std::uint8_t index : pixels) {
-        if (index >= map.entries.size()) {
-            XWARNING("targa image(%s) uses colour index %d beyond its colormap of %d entries",
-                     filename, static_cast<int>(index), static_cast<int>(map.entries.size()));
-            return;
-        }
-    }
+void check_indices(const bitmap *image, const palette &map, const char *filename) {
+    const std::uint8_t *begin = image->bits, *end = begin + bitmap_bytesize(image);
+    const std::uint8_t *beyond =
+        std::find_if(begin, end, [&](std::uint8_t index) { return index >= map.entries.size(); });
+    if (beyond != end)
+        XWARNING("targa image(%s) uses colour index %d beyond its colormap of %d entries", filename,
+                 static_cast<int>(*beyond), static_cast<int>(map.entries.size()));
 }
 
 bitmap *decode(byte_reader &in, const char *filename, progress_guard &progress) {
@@ -419,6 +411,7 @@ bitmap *decode(byte_reader &in, const char *filename, progress_guard &progress) 
     // Only colour-mapped images use a colormap; any other only skips it.
     bool colormap_kept =
         header.colormap_type == 1 && (header.image_type == 1 || header.image_type == 9);
+    // "informatiom" and "lenght" are the message's own spelling, kept verbatim.
     if (channels > 1 && header.colormap_type == 1)
         XWARNING("multi-channel (%d channels) targa file '%s' contains colormap informatiom (size "
                  "= %d, lenght = %d), assuming multi-channel targa, discarding color map "
@@ -445,34 +438,44 @@ bitmap *decode(byte_reader &in, const char *filename, progress_guard &progress) 
         }
     }
     std::size_t pixel_bytes = (header.pixel_depth + 7) / 8;
-    std::vector<std::uint8_t> pixels;
-    if (!in.has(least_pixel_bytes(header, pixel_bytes)) ||
-        !read_pixels(in, header, pixel_bytes, pixels, filename)) {
+    if (!in.has(least_pixel_bytes(header, pixel_bytes))) {
         XERROR("error reading data from targa image(%s)", filename);
         return nullptr;
     }
-    if (colormap_kept && header.colormap_length > 0)
-        check_indices(pixels, map, filename);
-
-    std::unique_ptr<bitmap, decltype(&bitmap_kill)> image(
-        bitmap_alloc2(header.width, header.height, static_cast<std::int32_t>(header.pixel_depth)),
-        bitmap_kill);
+    // The rows are read straight into the bitmap: no second copy of the picture.
+    bitmap_ptr image(
+        bitmap_alloc2(header.width, header.height, static_cast<std::int32_t>(header.pixel_depth)));
     if (!image)
         return nullptr;
+    const bool top_first = header.descriptor & descriptor_top_first;
+    const bool right_to_left = header.descriptor & descriptor_right_to_left;
+    pixel_rows rows(in, header, pixel_bytes);
+    for (std::uint32_t r = 0; r < header.height; ++r) {
+        progress.add(r, header.height);
+        std::uint8_t *row = bitmap_boffset(image.get(), 0, top_first ? r : header.height - 1 - r);
+        if (!rows.next(row)) {
+            XERROR("error reading data from targa image(%s)", filename);
+            return nullptr;
+        }
+        finish_row(row, header.width, image->bpp, right_to_left);
+    }
+    if (rows.cut())
+        XWARNING("run-length packet runs past the end of targa image(%s); cut at its last pixel",
+                 filename);
+    if (colormap_kept && header.colormap_length > 0)
+        check_indices(image.get(), map, filename);
     if (colormap_kept && !map.entries.empty()) {
         image->cmap = colormap_alloc(static_cast<std::int32_t>(map.entries.size()));
         if (!image->cmap)
             return nullptr;
         std::copy(map.entries.begin(), map.entries.end(), image->cmap->entry);
     }
-    progress.reset();
-    store_pixels(image.get(), header, pixels, pixel_bytes, progress);
     return image.release();
 }
 
 bitmap *load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
-    std::unique_ptr<bitmap, decltype(&bitmap_kill)> result(nullptr, bitmap_kill);
+    bitmap_ptr result;
     if (!read_file(DRIVER_ORIGIN, filename,
                    {"error opening targa image(%s)", true, "xfclose(stream) != EOF"},
                    [&](byte_reader &in) { result.reset(decode(in, filename, progress)); }))
