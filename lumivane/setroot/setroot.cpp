@@ -140,11 +140,6 @@ options read_command_line(int argc, char **argv) {
     return chosen;
 }
 
-struct bitmap_deleter {
-    void operator()(bitmap *image) const { bitmap_kill(image); }
-};
-using bitmap_ptr = std::unique_ptr<bitmap, bitmap_deleter>;
-
 // The picture as three bytes per pixel, red first.
 bitmap_ptr load_picture(const char *file) {
     if (access(file, R_OK) != 0)

@@ -67,6 +67,8 @@ size2 rectangle(size2 s) {
 // "resize": half size, rounded up (3x2 gives 2x1).
 size2 halved(size2 s) {
     return {(s.x + 1) / 2, (s.y + 1) / 2};
+}
+
 // A flare's light sits where its caller puts it; the contract puts it in the
 // middle of the picture, as the raytracer puts it on its brightest pixel.
 void light_in_the_middle(bitmapfx_driver *driver, const bitmap *source) {
@@ -95,8 +97,6 @@ const driver_facts facts[] = {
     {.name = "null", .may_copy = true}, // the template driver copies
     {.name = "flare.standard", .prepare = light_in_the_middle},
     {.name = "flare.fast", .prepare = light_in_the_middle},
-    {.name = "quant.fast", .out_bpp = 8},
-    {.name = "quant.slow", .out_bpp = 8},
     // A short simulation keeps the suite quick; the generator tests run the
     // long ones.
     {.name = "reaction-diffusion",
