@@ -49,7 +49,7 @@ run_result run_program(const std::vector<std::string> &arguments, const std::str
 bool tracer_available();
 #define REQUIRE_TRACER()                                                                           \
     do {                                                                                           \
-        ASSERT_TRUE(tracer_available()) << "the program cannot render a test pixel";              \
+        ASSERT_TRUE(tracer_available()) << "the program cannot render a test pixel";               \
     } while (0)
 
 // A private X server (Xvfb) on a free display number, stopped on destruction.

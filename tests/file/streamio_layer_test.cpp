@@ -61,7 +61,6 @@ class stream_drivers_environment : public testing::Environment {
 [[maybe_unused]] testing::Environment *const environment =
     testing::AddGlobalTestEnvironment(new stream_drivers_environment);
 
-
 stream_ptr open_stream(const char *name, const char *mode) {
     return stream_ptr(xfopen(name, mode));
 }

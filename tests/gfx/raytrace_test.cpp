@@ -157,7 +157,7 @@ struct object {
     vec centre;
     float radius;
     vec p0, p1, p2;
-    colour amb, diff, spec, refl, refr;
+    colour amb, diff, specular, refl, refr;
     float refl_index, refr_index, width, index;
 };
 
@@ -257,7 +257,7 @@ struct tracer {
     void material(object &o) {
         o.amb = draw(range("color_min_amb"), range("color_max_amb"));
         o.diff = draw(range("color_min_diff"), range("color_max_diff"));
-        o.spec = draw(range("color_min_spec"), range("color_max_spec"));
+        o.specular = draw(range("color_min_spec"), range("color_max_spec"));
         o.refl = draw(range("color_min_refl"), range("color_max_refl"));
         o.refr = draw(range("color_min_refr"), range("color_max_refr"));
         o.refl_index = draw(scalar("color_min_refl_index"), scalar("color_max_refl_index"));
@@ -346,7 +346,7 @@ struct tracer {
             if (e < 0)
                 continue;
             const float s = powf(e, o.width);
-            c = {c.r + s * o.spec.r, c.g + s * o.spec.g, c.b + s * o.spec.b};
+            c = {c.r + s * o.specular.r, c.g + s * o.specular.g, c.b + s * o.specular.b};
         }
         const colour reflected = trace(p, d - n * (2 * dot(n, d)), i, depth + 1);
         c = {c.r + reflected.r * o.refl.r * o.refl_index,

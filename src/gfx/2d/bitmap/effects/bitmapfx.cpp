@@ -375,7 +375,6 @@ int highest_depth(const bitmapfx_driver *driver, const char *direction) {
     return -1;
 }
 
-
 // One run of "fx" on `source`.  The source is bound only for the call, so the
 // driver never keeps a reference to a bitmap that is freed afterwards, and a
 // target left behind by a failed run (an error target that returns, or one
