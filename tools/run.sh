@@ -33,11 +33,6 @@ done <"$Lumivane_ini" >"$updated"
 cat "$updated" >"$Lumivane_ini"
 rm -f "$updated"
 
-if ! "$program" -2 2>/dev/null | grep -q '^	name        = raytrace$'; then
-    echo "run.sh: this build has no \"raytrace\" effect yet, so it cannot render pictures" >&2
-    exit 1
-fi
-
 server=
 server_log=
 stop_server() {
