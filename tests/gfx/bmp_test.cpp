@@ -288,7 +288,7 @@ TEST_F(WindowsBitmap, HugeSizesAreRefusedBeforeAllocating) {
     f.width = 60000;
     f.height = 60000;
     EXPECT_EQ(load(bmp(f, {0, 0, 0, 0})), nullptr);
-    EXPECT_TRUE(messages.warned("of 60000 x 60000 pixels refused: the area exceeds"));
+    EXPECT_TRUE(messages.warned("of 60000x60000 pixels refused: the area exceeds"));
     f.width = 8000;
     f.height = -8000;
     EXPECT_EQ(load(bmp(f, {0, 0, 0, 0})), nullptr);

@@ -145,7 +145,7 @@ TEST_F(SimpleBitmap, RefusedFilesWarnAndGiveNoBitmap) {
         {sbm2(200, 2, 2, 24, 0, 0, {1, 2, 3}), "is truncated: its header announces at least 12"},
         {sbm2(200, 1, 1, 24, 0, 0xFFFFFFFF, {1, 2, 3}), "is truncated"},
         {sbm2(200, 1, 1, 8, 300, 0, {}), "claims 300 colormap entries (256 at most)"},
-        {sbm2(200, 70000, 1, 8, 0, 0, {}), "of 70000 x 1 pixels refused: a side exceeds"},
+        {sbm2(200, 70000, 1, 8, 0, 0, {}), "of 70000x1 pixels refused: a side exceeds"},
         {sbm2(200, 0xFFFFFFFF, 0xFFFFFFFF, 32, 0, 0, {}), "refused: a side exceeds"},
         {sbm2(200, 8000, 8000, 32, 0, 0, {1}), "is truncated"},
     };

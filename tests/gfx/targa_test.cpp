@@ -407,7 +407,7 @@ TEST_F(Targa, RefusedHeadersWarnAndGiveNoBitmap) {
     };
     bad_case cases[] = {
         {{}, "is empty (0 x 1 pixels)"},
-        {{}, "of 65535 x 65535 pixels refused: the area exceeds 67108864 pixels"},
+        {{}, "of 65535x65535 pixels refused: the area exceeds 67108864 pixels"},
         {{}, "uses interleaved rows (descriptor 0x60)"},
         {{}, "has colormap type 2 (0 or 1 expected)"},
         {{}, "colour-mapped targa image(in.tga) has no colormap"},
