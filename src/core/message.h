@@ -71,6 +71,15 @@ int question_nil(const char *file, int line, const char *ident, const question_o
 int xquestion_get_timeout();
 void xquestion_set_timeout(int seconds);
 
+// Where a report comes from, for helpers that report on a module's behalf:
+// the module's source file and identifier and the line of the call.
+struct message_origin {
+    const char *source_file;
+    int line;
+    const char *source_ident;
+};
+#define MESSAGE_ORIGIN (message_origin{source_file, __LINE__, source_ident})
+
 #define XERROR(...) xerror(source_file, __LINE__, source_ident, __VA_ARGS__)
 #define XWARNING(...) xwarning(source_file, __LINE__, source_ident, __VA_ARGS__)
 #define XVERBOSE(...) xverbose(source_file, __LINE__, source_ident, __VA_ARGS__)

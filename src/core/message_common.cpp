@@ -10,10 +10,23 @@ void message_format(char *buffer, const char *format, std::va_list args) {
     std::vsnprintf(buffer, MESSAGE_BUFFER_SIZE, format, args);
 }
 
+std::string message_line(const char *channel_ident, const char *ident, const char *file, int line,
+                         const char *message) {
+    const char *format = "%s/%s/%s [%s(%d)]: %s\n";
+    // "<annonymous>" is the documented placeholder, kept verbatim.
+    ident = ident ? ident : "<annonymous>";
+    int length = std::snprintf(nullptr, 0, format, application_name, channel_ident, ident, file,
+                               line, message);
+    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+    std::snprintf(text.data(), text.size() + 1, format, application_name, channel_ident, ident,
+                  file, line, message);
+    return text;
+}
+
 bool message_write_line(std::FILE *stream, const char *channel_ident, const char *ident,
                         const char *file, int line, const char *message) {
-    return std::fprintf(stream, "%s/%s/%s [%s(%d)]: %s\n", application_name, channel_ident,
-                        ident ? ident : "<annonymous>", file, line, message) >= 0;
+    return std::fputs(message_line(channel_ident, ident, file, line, message).c_str(), stream) !=
+           EOF;
 }
 
 const char *message_log_append(message_log &log, const char *text) {
@@ -103,10 +116,8 @@ void message_channel_log(message_channel &channel, xmessage_fn self, const char 
     char message[MESSAGE_BUFFER_SIZE];
     if (!prepare(channel, self, file, line, ident, format, args, message))
         return;
-    char text[MESSAGE_BUFFER_SIZE + 512];
-    std::snprintf(text, sizeof text, "%s/%s/%s [%s(%d)]: %s\n", application_name, channel.ident,
-                  ident ? ident : "<annonymous>", file, line, message);
-    if (const char *failed = message_log_append(channel.log, text))
+    const std::string text = message_line(channel.ident, ident, file, line, message);
+    if (const char *failed = message_log_append(channel.log, text.c_str()))
         xerror(channel.source_file, __LINE__, channel.ident, "xassert(%s) failed", failed);
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <string>
 
 #include "core/xstring.h"
 
@@ -12,7 +13,13 @@ inline constexpr int MESSAGE_BUFFER_SIZE = 4096;
 // Formats a message into `buffer` (MESSAGE_BUFFER_SIZE bytes), truncating.
 void message_format(char *buffer, const char *format, std::va_list args);
 
-// Writes "%s/%s/%s [%s(%d)]: %s\n"; false when the write failed.
+// The line a message leaves as: "%s/%s/%s [%s(%d)]: %s\n" with the
+// application's name, the channel's identifier, the module's identifier (or
+// "<annonymous>"), the source file and line and the message.
+std::string message_line(const char *channel_ident, const char *ident, const char *file, int line,
+                         const char *message);
+
+// Writes message_line(...) to `stream`; false when the write failed.
 bool message_write_line(std::FILE *stream, const char *channel_ident, const char *ident,
                         const char *file, int line, const char *message);
 

@@ -75,10 +75,8 @@ void error_log(const char *file, int line, const char *ident, const char *format
     va_start(args, format);
     begin(busy.log, error_log, file, line, ident, format, args, message);
     va_end(args);
-    char text[MESSAGE_BUFFER_SIZE + 512];
-    std::snprintf(text, sizeof text, "%s/%s/%s [%s(%d)]: %s\n", application_name, source_ident,
-                  ident ? ident : "<annonymous>", file, line, message);
-    if (const char *failed = message_log_append(log, text))
+    const std::string text = message_line(source_ident, ident, file, line, message);
+    if (const char *failed = message_log_append(log, text.c_str()))
         xabort_internal__(failed, source_file, __LINE__);
     xabort_internal__(message, file, line);
 }

@@ -1,5 +1,6 @@
 // The question channel: shows a question with a fixed list of answers and
 // returns the chosen answer character.
+#include "core/dtype.h"
 #include "core/message.h"
 #include "core/message_common.h"
 #include "core/timer.h"
@@ -36,7 +37,7 @@ bool configure() {
     if (name)
         xquestion_override(name);
     if (first)
-        config_get("*.message.handling", "question.timeout", 5, 4, &timeout);
+        config_get("*.message.handling", "question.timeout", DTYPE_INT, sizeof timeout, &timeout);
     return name != nullptr;
 }
 
@@ -47,6 +48,7 @@ const question_option *find_default(const question_option *options) {
         if (!option->is_default || !*option->is_default)
             continue;
         if (found) {
+            // "mulitple" is the documented text, kept verbatim.
             XERROR("mulitple option selected");
             return found;
         }
@@ -127,11 +129,11 @@ int question_log(const char *file, int line, const char *ident, const question_o
     if (configure() && xquestion != question_log)
         return xquestion(file, line, ident, options, "%s", message);
     int answer = standing_answer(options);
-    char text[MESSAGE_BUFFER_SIZE + 512];
-    std::snprintf(text, sizeof text, "%s/%s/%s [%s(%d)]: %s returning '%c' (0x%02x)\n",
-                  application_name, source_ident, ident ? ident : "<annonymous>", file, line,
-                  message, answer, answer & 0xff);
-    if (const char *failed = message_log_append(log, text))
+    char answered[MESSAGE_BUFFER_SIZE + 32];
+    std::snprintf(answered, sizeof answered, "%s returning '%c' (0x%02x)", message, answer,
+                  answer & 0xff);
+    const std::string text = message_line(source_ident, ident, file, line, answered);
+    if (const char *failed = message_log_append(log, text.c_str()))
         XERROR("xassert(%s) failed", failed);
     return answer;
 }

@@ -185,14 +185,6 @@ TEST_F(StreamLayer, ForcedDriverMustSupportThePlainMode) {
               "forced io driver(resio) does not support requested mode(w)");
 }
 
-TEST_F(StreamLayer, FindDriverMatchesWildcardsBothWays) {
-    EXPECT_EQ(streamio_find_driver("saferio"), &saferio_driver);
-    EXPECT_EQ(streamio_find_driver("safer*"), &saferio_driver);
-    EXPECT_EQ(streamio_find_driver("latent-*"), &latent_cacheio_driver);
-    EXPECT_EQ(streamio_find_driver("no-such-io"), nullptr);
-    EXPECT_EQ(streamio_find_driver(nullptr), nullptr);
-}
-
 // Mode texts come from callers and configuration files: whatever they hold,
 // an open either fails with a message or gives a stream that closes.
 TEST_F(StreamLayer, ArbitraryModeTextsNeverCrash) {
@@ -416,32 +408,10 @@ TEST_F(StreamLayer, BufferAttributeInstallsABufferWhereTheDriverAllowsIt) {
     EXPECT_EQ(standard->buffer, nullptr) << "standard streams keep their own buffering";
 }
 
-TEST_F(StreamLayer, DuplicateRegistrationIsIgnoredWithAWarning) {
-    streamio_driver *head = streamio_find_driver("*");
-    streamio_register_driver(&saferio_driver);
-    EXPECT_TRUE(capture.warned("trying to register duplicate driver 'saferio'"));
-    EXPECT_EQ(streamio_find_driver("*"), head);
-    EXPECT_EQ(saferio_driver.hash, hash_string("saferio"));
-}
-
 TEST_F(StreamLayer, ChangingTheDefaultWarns) {
     streamio_set_defio(&saferio_driver);
     EXPECT_TRUE(capture.warned(
         "changing present default IO driver('saferio'), with new driver('saferio')"));
-}
-
-TEST(StreamLayerChild, HashCollisionIsAnError) {
-    expect_in_child(
-        [] {
-            message_capture capture;
-            static streamio_driver first = saferio_driver, second = saferio_driver;
-            first.name = "plumless"; // the two names share their CRC-32
-            second.name = "buckeroo";
-            streamio_register_driver(&first);
-            std::fprintf(stderr, "[%s]",
-                         error_of([] { streamio_register_driver(&second); }).c_str());
-        },
-        "\\[driver hash collision between 'plumless' and 'buckeroo'\\]");
 }
 
 TEST(StreamLayerChild, FailingInitIsAnError) {
@@ -471,35 +441,6 @@ TEST(StreamLayerChild, DriversWithoutModesAreErrors) {
         },
         "\\[forced io driver\\(modeless-io\\) does not support any modes\\]\\[io "
         "driver\\(modeless-io\\) does not support any modes\\]");
-}
-
-TEST(StreamLayerListing, ListsEveryDriverWithItsFacts) {
-    testing::internal::CaptureStdout();
-    streamio_list_drivers();
-    std::string listing = testing::internal::GetCapturedStdout();
-    char hash[64];
-    std::snprintf(hash, sizeof hash, "\tdriver hash : 0x%08lx\n",
-                  static_cast<unsigned long>(hash_string("resio")));
-    EXPECT_NE(listing.find("\nstreamio driver(0)\n"), std::string::npos);
-    EXPECT_NE(listing.find("\tname        : resio\n"
-                           "\tversion     : 1.0 alpha\n"
-                           "\tsource file : ./src/file/streamio/resio.c\n"
-                           "\tcomments    : resource manager streamio\n"
-                           "\tread-mode   : available\n"
-                           "\twrite-mode  : not available\n"
-                           "\tappend-mode : not available\n"
-                           "\tbuffering   : allowed\n" +
-                           std::string(hash)),
-              std::string::npos);
-    EXPECT_NE(listing.find("\tcomments    : safer streams (explicit error detection)\n"
-                           "\tread-mode   : available\n"
-                           "\twrite-mode  : available\n"
-                           "\tappend-mode : available\n"
-                           "\tbuffering   : not allowed\n"),
-              std::string::npos);
-    // Newest first: the cache drivers come before "saferio", "nullio" near the end.
-    EXPECT_LT(listing.find("name        : latent-cacheio"), listing.find("name        : saferio"));
-    EXPECT_LT(listing.find("name        : saferio"), listing.find("name        : nullio"));
 }
 
 // ---------------------------------------------------------------------------

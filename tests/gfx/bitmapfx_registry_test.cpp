@@ -120,14 +120,6 @@ TEST_F(Registry, RegistrationMarksStorageAndHashesTheName) {
     EXPECT_EQ(bitmapfx_find_driver("test.recorder"), &recorder);
 }
 
-TEST_F(Registry, DuplicateNamesLeaveTheFirstRecord) {
-    static bitmapfx_driver second = plain("test.recorder", "$path.presets$/other.preset");
-    bitmapfx_register_driver(&second);
-    EXPECT_TRUE(capture.warned("trying to register duplicate driver 'test.recorder'"));
-    EXPECT_EQ(bitmapfx_find_driver("test.recorder"), &recorder);
-    EXPECT_EQ(second.next, nullptr);
-}
-
 TEST_F(Registry, HashAndPresetCollisionsAreErrors) {
     // Two names with the same CRC-32.
     ASSERT_EQ(hash_string("plumless"), hash_string("buckeroo"));

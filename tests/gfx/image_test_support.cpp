@@ -20,33 +20,17 @@ void image_streams_ready() {
     // Another suite of this program may have set the streams up already.
     if (streamio_find_driver("saferio"))
         return;
-    streamio_register_driver(&saferio_driver);
+    streamio_register_builtin_drivers();
     streamio_set_defio(&saferio_driver);
 }
 
 void register_image_drivers() {
     image_streams_ready();
     bitmapio_reset_registry();
-    // The application's order, oldest first.
-    bitmapio_driver *const drivers[] = {
-        &bitmapio_array_driver,
-        &bitmapio_sbm3_driver,
-        &bitmapio_sbm2_driver,
-        &bitmapio_ascii_postscript_driver,
-        &bitmapio_binary_postscript_driver,
-        &bitmapio_compressed_postscript_driver,
-        &bitmapio_pcx_driver,
-        &bitmapio_bmp_driver,
-        &bitmapio_iff_driver,
-        &bitmapio_alchemy_driver,
-        &bitmapio_ppm_driver,
-        &bitmapio_targa_driver,
-    };
-    for (bitmapio_driver *driver : drivers)
-        bitmapio_register_driver(driver);
+    bitmapio_register_builtin_drivers();
 }
 
-bool f_is_red(std::uint32_t x, std::uint32_t y) {
+static bool f_is_red(std::uint32_t x, std::uint32_t y) {
     static const char *const rows[f_height] = {
         ".####.", ".#....", ".###..", ".#....", ".#....",
     };
@@ -68,6 +52,20 @@ bitmap_ptr make_f_picture(std::int32_t bpp) {
                          : color_pack(nullptr, red ? 255 : 0, 0, red ? 0 : 255, 255, bpp);
             bitmap_putpixel(image.get(), static_cast<int>(x), static_cast<int>(y), value);
         }
+    return image;
+}
+
+bitmap_ptr golden_picture(const std::string &variant, std::int32_t bpp) {
+    bitmap_ptr image = make_f_picture(bpp);
+    if (variant == "nomap") {
+        colormap_kill(image->cmap);
+        image->cmap = nullptr;
+    } else if (variant == "grey") {
+        image->cmap->entry[0] = {40, 40, 40};
+        image->cmap->entry[1] = {200, 200, 200};
+    } else if (variant == "comment") {
+        bitmap_set_info(image.get(), "F\n(1)");
+    }
     return image;
 }
 
@@ -139,22 +137,6 @@ void put_file(const std::string &path, const std::vector<std::uint8_t> &bytes) {
 
 std::vector<std::uint8_t> as_bytes(const std::string &text) {
     return std::vector<std::uint8_t>(text.begin(), text.end());
-}
-
-std::uint32_t le16_at(const std::string &bytes, std::size_t offset) {
-    return static_cast<std::uint8_t>(bytes.at(offset)) |
-           (static_cast<std::uint8_t>(bytes.at(offset + 1)) << 8);
-}
-
-std::uint32_t le32_at(const std::string &bytes, std::size_t offset) {
-    return le16_at(bytes, offset) | (le16_at(bytes, offset + 2) << 16);
-}
-
-std::string ppm_of(std::uint32_t width, std::uint32_t height,
-                   const std::vector<std::uint8_t> &rgb) {
-    std::string text = "P6\n" + std::to_string(width) + " " + std::to_string(height) + "\n255\n";
-    text.append(rgb.begin(), rgb.end());
-    return text;
 }
 
 namespace {

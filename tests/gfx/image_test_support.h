@@ -24,8 +24,12 @@ void register_image_drivers();
 // colormap of blue and red).
 constexpr std::uint32_t f_width = 6;
 constexpr std::uint32_t f_height = 5;
-bool f_is_red(std::uint32_t x, std::uint32_t y);
 bitmap_ptr make_f_picture(std::int32_t bpp);
+
+// The F as the golden files of tests/data/golden hold it: "f" as above;
+// "nomap" at 8 bpp without colormap (the grey ramp is meant); "grey" at 8 bpp
+// with two greys for blue and red; "comment" with the comment "F\n(1)".
+bitmap_ptr golden_picture(const std::string &variant, std::int32_t bpp);
 
 // The same picture as 8-bit red, green, blue triples, top row first.
 std::vector<std::uint8_t> f_rgb();
@@ -42,13 +46,6 @@ std::vector<std::uint8_t> rgb_of(const bitmap *image);
 std::string file_bytes(const std::string &path);
 void put_file(const std::string &path, const std::vector<std::uint8_t> &bytes);
 std::vector<std::uint8_t> as_bytes(const std::string &text);
-
-// Little-endian field of a byte string.
-std::uint32_t le16_at(const std::string &bytes, std::size_t offset);
-std::uint32_t le32_at(const std::string &bytes, std::size_t offset);
-
-// A binary PPM ("P6", maxval 255) of an RGB picture.
-std::string ppm_of(std::uint32_t width, std::uint32_t height, const std::vector<std::uint8_t> &rgb);
 
 // The pixels of a PPM (P3 or P6, maxval 255); false when the text is none.
 bool parse_ppm(const std::string &text, std::uint32_t &width, std::uint32_t &height,

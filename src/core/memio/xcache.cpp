@@ -1,4 +1,5 @@
 #include "core/memio/xcache.h"
+#include "core/dtype.h"
 
 #include "core/message.h"
 #include "core/xstring.h"
@@ -40,7 +41,7 @@ void configure_capacity() {
         return;
     capacity_configured = true;
     unsigned int configured = 0;
-    if (config_get("*", "cache.size", 6, 4, &configured) && configured > 0)
+    if (config_get("*", "cache.size", DTYPE_UINT, sizeof configured, &configured) && configured > 0)
         capacity = configured;
 }
 

@@ -91,6 +91,7 @@ void cstream_report(const cstream_policy &policy, io_report level, int line, con
     char text[64];
     std::snprintf(text, sizeof text, "%s%s() IO failure on file %%s(%%s)", policy.prefix,
                   operation);
+    // "<annonymous>" is the documented placeholder; its spelling is kept verbatim.
     report(policy.source_file, line, policy.source_ident, text,
            stream->name ? stream->name : "<annonymous>", stream->mode ? stream->mode : "");
 }

@@ -8,6 +8,7 @@ static constexpr const char *source_ident = "streamio::ftp";
 
 namespace {
 
+// "tranfser" is the documented text, kept verbatim.
 constexpr placeholder_policy policy = {
     source_file, source_ident, __LINE__,
     "failed to open socket for file tranfser protocol (ftp) '%s'"};

@@ -7,6 +7,7 @@
 #include "core/memio/memio.h"
 #include "core/message.h"
 #include "core/path.h"
+#include "core/registry.h"
 #include "core/xstring.h"
 #include "file/config.h"
 
@@ -25,7 +26,7 @@ namespace {
 constexpr int table_slots = 512;
 constexpr int allowed_open = 256;
 
-streamio_driver *first_driver = nullptr;
+driver_registry<streamio_driver> drivers;
 streamio_driver *default_driver = nullptr;
 
 struct standard_stream {
@@ -256,7 +257,7 @@ streamio_driver *choose_driver(streamio_stream *record, const open_request &requ
                      record->name, file, line);
         return forced;
     }
-    for (streamio_driver *driver = first_driver; driver; driver = driver->next) {
+    for (streamio_driver *driver = drivers.first(); driver; driver = driver->next) {
         if (!driver->modes) {
             XERROR("io driver(%s) does not support any modes", driver->name);
             continue;
@@ -312,6 +313,7 @@ void install_buffer(streamio_stream *record, unsigned long size) {
         return;
     record->buffer = static_cast<char *>(std::malloc(size));
     if (!record->buffer) {
+        // "deneid" is the documented text, kept verbatim (also below).
         XWARNING("character buffer (size=%lu) for file %s deneid (no memory) (from %s(%d))", size,
                  record->name, record->source_file, record->source_line);
         return;
@@ -420,6 +422,7 @@ int xfclose(streamio_stream *stream) {
         result = 0;
     }
     if (!stream->handle) {
+        // "<annonymous>" is the documented placeholder, kept verbatim.
         XWARNING("file '%s' contains null stream (file was probably never opened) driver used was "
                  "'%s' (from %s(%d))",
                  stream->name ? stream->name : "<annonymous>",
@@ -447,21 +450,8 @@ void streamio_register_driver(streamio_driver *driver) {
         XERROR("xassert(%s) failed", "driver && driver->name");
         return;
     }
-    for (streamio_driver *known = first_driver; known; known = known->next) {
-        if (known == driver || xstring_compare(known->name, driver->name)) {
-            XWARNING("trying to register duplicate driver '%s'", driver->name);
-            return;
-        }
-    }
-    driver->next = first_driver;
-    first_driver = driver;
-    if (driver->init && !driver->init())
+    if (drivers.add(MESSAGE_ORIGIN, driver) && driver->init && !driver->init())
         XERROR("failed to initialize streamio driver '%s'", driver->name);
-    driver->hash = hash_string(driver->name);
-    for (streamio_driver *other = driver->next; other; other = other->next) {
-        if (other->hash == driver->hash && !xstring_compare(other->name, driver->name))
-            XERROR("driver hash collision between '%s' and '%s'", other->name, driver->name);
-    }
 }
 
 void streamio_set_defio(streamio_driver *driver) {
@@ -484,35 +474,26 @@ void streamio_set_defio(streamio_driver *driver) {
 }
 
 streamio_driver *streamio_find_driver(const char *name) {
-    if (!name)
-        return nullptr;
-    for (streamio_driver *driver = first_driver; driver; driver = driver->next)
-        if (xstring_match(driver->name, name))
-            return driver;
-    return nullptr;
+    return drivers.find_name(name);
 }
 
 void streamio_list_drivers() {
-    if (!first_driver) {
-        std::printf("\nno streamio drivers available\n");
-        return;
-    }
     auto availability = [](const streamio_driver *driver, char letter) {
         return driver_has_letter(driver, letter) ? "available" : "not available";
     };
-    int number = 0;
-    for (const streamio_driver *driver = first_driver; driver; driver = driver->next, ++number) {
-        std::printf("\nstreamio driver(%d)\n", number);
-        std::printf("\tname        : %s\n", driver->name);
-        std::printf("\tversion     : %s\n", shown(driver->version));
-        std::printf("\tsource file : %s\n", shown(driver->source_file));
-        std::printf("\tcomments    : %s\n", shown(driver->comment));
-        std::printf("\tread-mode   : %s\n", availability(driver, 'r'));
-        std::printf("\twrite-mode  : %s\n", availability(driver, 'w'));
-        std::printf("\tappend-mode : %s\n", availability(driver, 'a'));
-        std::printf("\tbuffering   : %s\n", driver->buffering ? "allowed" : "not allowed");
-        std::printf("\tdriver hash : 0x%08lx\n", static_cast<unsigned long>(driver->hash));
-    }
+    drivers.list(
+        "\nno streamio drivers available\n", 0, [&](const streamio_driver *driver, int number) {
+            std::printf("\nstreamio driver(%d)\n", number);
+            std::printf("\tname        : %s\n", driver->name);
+            std::printf("\tversion     : %s\n", shown(driver->version));
+            std::printf("\tsource file : %s\n", shown(driver->source_file));
+            std::printf("\tcomments    : %s\n", shown(driver->comment));
+            std::printf("\tread-mode   : %s\n", availability(driver, 'r'));
+            std::printf("\twrite-mode  : %s\n", availability(driver, 'w'));
+            std::printf("\tappend-mode : %s\n", availability(driver, 'a'));
+            std::printf("\tbuffering   : %s\n", driver->buffering ? "allowed" : "not allowed");
+            std::printf("\tdriver hash : 0x%08lx\n", static_cast<unsigned long>(driver->hash));
+        });
 }
 
 // ---------------------------------------------------------------------------

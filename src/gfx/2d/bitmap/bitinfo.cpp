@@ -50,6 +50,7 @@ void bitmap_set_loader(bitmap *image, bitmapio_driver *driver) {
 }
 
 const char *bitmap_get_name(const bitmap *image) {
+    // "<annonymous>" is the documented placeholder, kept verbatim.
     return image->name ? image->name : "<annonymous>";
 }
 

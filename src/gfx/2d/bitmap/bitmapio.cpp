@@ -4,6 +4,7 @@
 #include "core/memio/memio.h"
 #include "core/message.h"
 #include "core/path.h"
+#include "core/registry.h"
 #include "core/xstring.h"
 #include "file/streamio/streamio.h"
 #include "gfx/2d/bitmap/bitmap.h"
@@ -19,7 +20,7 @@ static constexpr const char *source_ident = "bitmapio";
 
 namespace {
 
-bitmapio_driver *first_driver = nullptr;
+driver_registry<bitmapio_driver> drivers;
 // Set before the resolution pass runs, so that the pass runs once per process
 // even when it comes back through bitmapio_find_driver.
 bool types_resolved = false;
@@ -160,25 +161,11 @@ bool extension_matches(const bitmapio_driver *driver, const char *filename) {
 } // namespace
 
 void bitmapio_register_driver(bitmapio_driver *driver) {
-    for (bitmapio_driver *known = first_driver; known; known = known->next) {
-        if (xstring_compare(known->name, driver->name)) {
-            XWARNING("trying to register duplicate driver '%s'", driver->name);
-            return;
-        }
-    }
-    driver->next = first_driver;
-    first_driver = driver;
-    driver->hash = hash_string(driver->name);
-    for (bitmapio_driver *other = driver->next; other; other = other->next) {
-        if (other->hash == driver->hash && !xstring_compare(other->name, driver->name)) {
-            XERROR("driver hash collision between '%s' and '%s'", other->name, driver->name);
-            return;
-        }
-    }
+    drivers.add(MESSAGE_ORIGIN, driver);
 }
 
 void bitmapio_reset_registry() {
-    first_driver = nullptr;
+    drivers.clear();
     types_resolved = false;
 }
 
@@ -189,51 +176,43 @@ bitmapio_driver *bitmapio_find_driver(const char *name, const char *filename) {
             filename = nullptr;
         }
     }
-    for (bitmapio_driver *driver = first_driver; driver; driver = driver->next) {
-        if (name) {
-            if (xstring_match(driver->name, name))
-                return driver;
-        } else if (filename && extension_matches(driver, filename)) {
-            return driver;
-        }
-    }
-    return nullptr;
+    if (name)
+        return drivers.find_name(name);
+    if (!filename)
+        return nullptr;
+    return drivers.find(
+        [&](const bitmapio_driver *driver) { return extension_matches(driver, filename); });
 }
 
 bitmapio_driver *bitmapio_find_mode(const char *mode) {
     if (!mode)
         return nullptr;
-    for (bitmapio_driver *driver = first_driver; driver; driver = driver->next) {
+    return drivers.find([&](const bitmapio_driver *driver) {
         for (const char *const *pattern = driver->modes; pattern && *pattern; ++pattern)
             if (xstring_match(*pattern, mode))
-                return driver;
-    }
-    return nullptr;
+                return true;
+        return false;
+    });
 }
 
 void bitmapio_list_drivers() {
-    if (!first_driver) {
-        std::printf("\nno bitmapio drivers available\n");
-        std::fflush(stdout);
-        return;
-    }
-    int number = 1;
-    for (const bitmapio_driver *driver = first_driver; driver; driver = driver->next, ++number) {
-        std::printf("\nbitmap IO driver(%d)\n", number);
-        std::printf("\tdriver name = %s\n", driver->name);
-        std::printf("\tsource file = %s\n", driver->source);
-        if (driver->comments)
-            std::printf("\tcomments    = %s\n", driver->comments);
-        std::printf("\textension   = %s\n", driver->extension);
-        std::printf("\tdriver hash = 0x%08lx\n", static_cast<unsigned long>(driver->hash));
-        std::printf("\n\t\t*supported modes*\n\n");
-        int index = 0;
-        for (const char *const *pattern = driver->modes; pattern && *pattern; ++pattern, ++index)
-            for (const mode_entry &mode : mode_table)
-                if (xstring_match(mode.key, *pattern))
-                    std::printf("\t\tmode(%d) %s\n", index, mode.description);
-        std::fflush(stdout);
-    }
+    drivers.list(
+        "\nno bitmapio drivers available\n", 1, [](const bitmapio_driver *driver, int number) {
+            std::printf("\nbitmap IO driver(%d)\n", number);
+            std::printf("\tdriver name = %s\n", driver->name);
+            std::printf("\tsource file = %s\n", driver->source);
+            if (driver->comments)
+                std::printf("\tcomments    = %s\n", driver->comments);
+            std::printf("\textension   = %s\n", driver->extension);
+            std::printf("\tdriver hash = 0x%08lx\n", static_cast<unsigned long>(driver->hash));
+            std::printf("\n\t\t*supported modes*\n\n");
+            int index = 0;
+            for (const char *const *pattern = driver->modes; pattern && *pattern;
+                 ++pattern, ++index)
+                for (const mode_entry &mode : mode_table)
+                    if (xstring_match(mode.key, *pattern))
+                        std::printf("\t\tmode(%d) %s\n", index, mode.description);
+        });
 }
 
 const char *bitmap_filetype(const char *filename) {

@@ -3,6 +3,7 @@
 #include "core/dtype.h"
 #include "core/hash.h"
 #include "core/message.h"
+#include "core/registry.h"
 #include "core/xstring.h"
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/pixel.h"
@@ -249,14 +250,11 @@ bool has_text_form(std::uint32_t type) {
 // ---------------------------------------------------------------------------
 // Registry
 
-bitmapfx_driver *registry = nullptr;
+driver_registry<bitmapfx_driver> registry;
 bool types_installed = false;
 
 bool is_registered(const bitmapfx_driver *driver) {
-    for (const bitmapfx_driver *d = registry; d; d = d->next)
-        if (d == driver)
-            return true;
-    return false;
+    return registry.contains(driver);
 }
 
 // Parameter values are only meaningful once registration has told storage
@@ -503,38 +501,24 @@ void bitmapfx_register_driver(bitmapfx_driver *driver) {
         return;
     }
     bitmapfx_install_types();
-    for (bitmapfx_driver *d = registry; d; d = d->next) {
-        if (xstring_compare(d->name, driver->name)) {
-            XWARNING("trying to register duplicate driver '%s'", driver->name);
-            return;
+    registry.add(MESSAGE_ORIGIN, driver, [](bitmapfx_driver *added) {
+        // Presets are files named by the driver: two drivers sharing one
+        // would overwrite each other's.
+        const bitmapfx_driver *sharing = registry.find([&](const bitmapfx_driver *d) {
+            return d->preset && added->preset && xstring_compare(d->preset, added->preset);
+        });
+        if (sharing) {
+            XERROR("driver preset collision between '%s' and '%s'", sharing->name, added->name);
+            return false;
         }
-    }
-    driver->hash = hash_string(driver->name);
-    for (bitmapfx_driver *d = registry; d; d = d->next) {
-        if (d->hash == driver->hash) {
-            XERROR("driver hash collision between '%s' and '%s'", d->name, driver->name);
-            return;
-        }
-        if (d->preset && driver->preset && xstring_compare(d->preset, driver->preset)) {
-            XERROR("driver preset collision between '%s' and '%s'", d->name, driver->name);
-            return;
-        }
-    }
-    for (bitmapfx_parameter *p = driver->param_list; p && p->key; ++p)
-        p->write_flag = p->value ? 1 : 0;
-    if (!check_parameters(driver))
-        return;
-    driver->next = registry;
-    registry = driver;
+        for (bitmapfx_parameter *p = added->param_list; p && p->key; ++p)
+            p->write_flag = p->value ? 1 : 0;
+        return check_parameters(added);
+    });
 }
 
 bitmapfx_driver *bitmapfx_find_driver(const char *name) {
-    if (!name)
-        return nullptr;
-    for (bitmapfx_driver *d = registry; d; d = d->next)
-        if (xstring_match(name, d->name))
-            return d;
-    return nullptr;
+    return registry.find_name(name);
 }
 
 bitmapfx_driver *bitmapfx_get_driver(const char *name) {
@@ -545,7 +529,7 @@ bitmapfx_driver *bitmapfx_get_driver(const char *name) {
 }
 
 bitmapfx_driver *bitmapfx_first_driver() {
-    return registry;
+    return registry.first();
 }
 
 int bitmapfx_is_subproc(const bitmapfx_driver *driver, const char *name) {
@@ -757,29 +741,24 @@ bitmap *bitmapfx_simple2(bitmapfx_driver *driver, bitmap **place) {
 }
 
 void bitmapfx_list_drivers(int long_form) {
-    if (!registry) {
-        std::printf("\nno 2d bitmapfx drivers available\n");
-        return;
-    }
-    int index = 0;
-    for (const bitmapfx_driver *d = registry; d; d = d->next, ++index) {
-        std::printf("\nbitmap fx driver(%d)\n", index);
-        std::printf("\tname        = %s\n", d->name);
-        std::printf("\tfile        = %s\n", d->file ? d->file : "none");
-        std::printf("\tpreset      = %s\n", d->preset ? d->preset : "none");
-        std::printf("\tcomments    = %s\n", d->comment ? d->comment : "none");
-        std::printf("\tdriver hash = 0x%08lx\n", static_cast<unsigned long>(d->hash));
-        if (!long_form)
-            continue;
-        int number = 0;
-        for (const bitmapfx_procedure *p = d->proc_list; p && p->name; ++p, ++number) {
-            std::printf("\n\t\tprocedure %d\n", number);
-            std::printf("\t\tname = %s\n", p->name);
-            std::printf("\t\thelp = %s\n", p->help ? p->help : "none");
-        }
-        number = 0;
-        for (const bitmapfx_parameter *p = d->param_list; p && p->key; ++p, ++number)
-            list_parameter(p, number);
-    }
-    std::fflush(stdout);
+    registry.list(
+        "\nno 2d bitmapfx drivers available\n", 0, [&](const bitmapfx_driver *d, int index) {
+            std::printf("\nbitmap fx driver(%d)\n", index);
+            std::printf("\tname        = %s\n", d->name);
+            std::printf("\tfile        = %s\n", d->file ? d->file : "none");
+            std::printf("\tpreset      = %s\n", d->preset ? d->preset : "none");
+            std::printf("\tcomments    = %s\n", d->comment ? d->comment : "none");
+            std::printf("\tdriver hash = 0x%08lx\n", static_cast<unsigned long>(d->hash));
+            if (!long_form)
+                return;
+            int number = 0;
+            for (const bitmapfx_procedure *p = d->proc_list; p && p->name; ++p, ++number) {
+                std::printf("\n\t\tprocedure %d\n", number);
+                std::printf("\t\tname = %s\n", p->name);
+                std::printf("\t\thelp = %s\n", p->help ? p->help : "none");
+            }
+            number = 0;
+            for (const bitmapfx_parameter *p = d->param_list; p && p->key; ++p, ++number)
+                list_parameter(p, number);
+        });
 }

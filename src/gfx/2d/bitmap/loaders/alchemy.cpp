@@ -83,11 +83,8 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
                  header.height);
         return nullptr;
     }
-    if (const char *why = bitmap_check_size(header.width, header.height)) {
-        XWARNING("alchemy image(%s) of %ux%u pixels refused: %s", filename, header.width,
-                 header.height, why);
+    if (!size_acceptable(MESSAGE_ORIGIN, "alchemy image", filename, header.width, header.height))
         return nullptr;
-    }
     if (header.palette > max_palette) {
         XWARNING("alchemy image(%s): a palette of %u entries exceeds %u", filename, header.palette,
                  max_palette);
@@ -138,7 +135,7 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
 bitmap *alchemy_load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
     bitmap_ptr image;
-    if (!read_file(DRIVER_ORIGIN, filename,
+    if (!read_file(MESSAGE_ORIGIN, filename,
                    {"error opening alchemy image(%s)", false, "xfclose(file) != EOF"},
                    [&](byte_reader &in) { image = decode(in, filename, progress); }))
         return nullptr;
@@ -188,14 +185,14 @@ int alchemy_save(const char *filename, bitmap *image) {
         }
         written = out.finish();
     }
-    return finish_save(DRIVER_ORIGIN, stream, progress, written, {},
+    return finish_save(MESSAGE_ORIGIN, stream, progress, written, {},
                        "error writing alchemy image(%s)", filename);
 }
 
 void alchemy_dump(const char *filename) {
     alchemy_header header;
     bool complete = false;
-    if (!read_file(DRIVER_ORIGIN, filename, {},
+    if (!read_file(MESSAGE_ORIGIN, filename, {},
                    [&](byte_reader &in) { complete = read_header(in, header); }))
         return;
     if (!complete) {

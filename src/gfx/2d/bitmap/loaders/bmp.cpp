@@ -25,6 +25,7 @@ static constexpr const char *source_ident = "bitmapio::windows-bitmap";
 namespace {
 
 constexpr const char *driver_name = "windows bitmap";
+// "windowz" is the documented text, kept verbatim.
 constexpr const char *driver_comments = "windowz bitmap loader & saver";
 
 // File header.
@@ -139,7 +140,7 @@ int save(const char *filename, bitmap *image) {
         }
         written = out.finish();
     }
-    return finish_save(DRIVER_ORIGIN, guard, progress, written,
+    return finish_save(MESSAGE_ORIGIN, guard, progress, written,
                        {"xfclose(stream) != EOF", written_name.c_str()},
                        "failed to write windows bitmap(%s)", filename);
 }
@@ -246,12 +247,8 @@ bool plan_layout(const bmp_header &header, std::uint64_t file_size, bmp_layout &
     std::uint64_t width = static_cast<std::uint64_t>(header.width);
     std::uint64_t height =
         static_cast<std::uint64_t>(header.height < 0 ? -header.height : header.height);
-    if (const char *why = bitmap_check_size(width, height)) {
-        XWARNING("windows bitmap(%s) of %llu x %llu pixels refused: %s", filename,
-                 static_cast<unsigned long long>(width), static_cast<unsigned long long>(height),
-                 why);
+    if (!size_acceptable(MESSAGE_ORIGIN, "windows bitmap", filename, width, height))
         return false;
-    }
     layout.width = static_cast<std::uint32_t>(width);
     layout.height = static_cast<std::uint32_t>(height);
     layout.top_first = header.height < 0;
@@ -368,7 +365,7 @@ bitmap *load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
     bitmap_ptr result;
     // The stream layer reports a file it cannot open.
-    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+    if (!read_file(MESSAGE_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
                    [&](byte_reader &in) { result.reset(decode(in, filename, progress)); }))
         return nullptr;
     progress.finish();
@@ -378,7 +375,7 @@ bitmap *load(const char *filename) {
 void dump(const char *filename) {
     bmp_header header{};
     bool complete = false;
-    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+    if (!read_file(MESSAGE_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
                    [&](byte_reader &in) { complete = read_headers(in, header, filename); }))
         return;
     if (!complete)

@@ -3,6 +3,7 @@
 #include "core/message.h"
 #include "core/progress.h"
 #include "file/streamio/streamio.h"
+#include "gfx/2d/bitmap/bitmap.h"
 
 #include <algorithm>
 #include <climits>
@@ -299,13 +300,24 @@ bool byte_writer::finish() {
 namespace {
 
 // A failed close reported as the assertion a driver states for it.
-void report_close_assertion(const driver_origin &origin, const char *assertion) {
+void report_close_assertion(const message_origin &origin, const char *assertion) {
     xerror(origin.source_file, origin.line, origin.source_ident, "xassert(%s) failed", assertion);
 }
 
 } // namespace
 
-int finish_save(const driver_origin &origin, stream_ptr &stream, progress_guard &progress,
+bool size_acceptable(const message_origin &origin, const char *what, const char *filename,
+                     std::uint64_t width, std::uint64_t height) {
+    const char *why = bitmap_check_size(width, height);
+    if (why)
+        xwarning(origin.source_file, origin.line, origin.source_ident,
+                 "%s(%s) of %llux%llu pixels refused: %s", what, filename,
+                 static_cast<unsigned long long>(width), static_cast<unsigned long long>(height),
+                 why);
+    return !why;
+}
+
+int finish_save(const message_origin &origin, stream_ptr &stream, progress_guard &progress,
                 bool written, const save_ending &ending, const char *message,
                 const char *filename) {
     bool closed = xfclose(stream.release()) != EOF;
@@ -320,7 +332,7 @@ int finish_save(const driver_origin &origin, stream_ptr &stream, progress_guard 
     return 0;
 }
 
-bool read_file_with(const driver_origin &origin, const char *filename, const read_opening &opening,
+bool read_file_with(const message_origin &origin, const char *filename, const read_opening &opening,
                     void (*read)(byte_reader &in, void *context), void *context) {
     streamio_stream *file = internal_xfopen(origin.source_file, origin.line, filename, "rb");
     if (!file) {

@@ -30,9 +30,10 @@
 //   that whatever ending the indicator reports reaches the caller.
 // - finish_save and read_file are the ends of a driver's save and the whole
 //   of its reading a file, with the driver's own messages passed in and
-//   reported from the driver's position (DRIVER_ORIGIN).
+//   reported from the driver's position (MESSAGE_ORIGIN).
 #pragma once
 
+#include "core/message.h"
 #include "core/progress.h"
 #include "file/streamio/streamio.h"
 
@@ -168,16 +169,11 @@ class byte_writer {
     bool ok_ = true;
 };
 
-// Where a driver's reports come from: its module and the line of the call.
-struct driver_origin {
-    const char *source_file;
-    int line;
-    const char *source_ident;
-};
-#define DRIVER_ORIGIN                                                                              \
-    driver_origin {                                                                                \
-        source_file, __LINE__, source_ident                                                        \
-    }
+// Holds a header's picture size against the library's limits before anything
+// is allocated: false after the warning "<what>(<file>) of <width>x<height>
+// pixels refused: <why>" ("targa image", "pcx image", ...).
+bool size_acceptable(const message_origin &origin, const char *what, const char *filename,
+                     std::uint64_t width, std::uint64_t height);
 
 // What a driver does when a save fails.
 struct save_ending {
@@ -192,7 +188,7 @@ struct save_ending {
 // the progress indicator and returns 1; when a write (or, by `ending`, the
 // close) failed, warns `message` (printf-style, one "%s": `filename`),
 // removes the partial file by `ending` and returns 0.
-int finish_save(const driver_origin &origin, stream_ptr &stream, progress_guard &progress,
+int finish_save(const message_origin &origin, stream_ptr &stream, progress_guard &progress,
                 bool written, const save_ending &ending, const char *message, const char *filename);
 
 // How a driver opens and closes a file it reads.
@@ -207,14 +203,14 @@ struct read_opening {
     const char *close_assertion;
 };
 
-bool read_file_with(const driver_origin &origin, const char *filename, const read_opening &opening,
+bool read_file_with(const message_origin &origin, const char *filename, const read_opening &opening,
                     void (*read)(byte_reader &in, void *context), void *context);
 
 // Opens `filename` for reading, calls `read` with a reader on it and closes
 // it (also when a reported error unwinds through `read`).  False, after the
 // report `opening` asks for, when the file cannot be opened.
 template <class Read>
-bool read_file(const driver_origin &origin, const char *filename, const read_opening &opening,
+bool read_file(const message_origin &origin, const char *filename, const read_opening &opening,
                Read &&read) {
     using reader = std::remove_reference_t<Read>;
     return read_file_with(

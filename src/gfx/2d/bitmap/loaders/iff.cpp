@@ -346,10 +346,8 @@ bool check_header(const ilbm_file &file, const char *filename) {
         XWARNING("iff image(%s) is empty (%ux%u pixels)", filename, h.width, h.height);
         return false;
     }
-    if (const char *why = bitmap_check_size(h.width, h.height)) {
-        XWARNING("iff image(%s) of %ux%u pixels refused: %s", filename, h.width, h.height, why);
+    if (!size_acceptable(MESSAGE_ORIGIN, "iff image", filename, h.width, h.height))
         return false;
-    }
     unsigned planes = h.planes;
     if (file.chunky ? planes != 8 : !(planes == 24 || (planes >= 1 && planes <= 8))) {
         XWARNING("iff image(%s): %u bitplanes are not supported", filename, planes);
@@ -456,7 +454,7 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
 bitmap *iff_load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
     bitmap_ptr image;
-    if (!read_file(DRIVER_ORIGIN, filename,
+    if (!read_file(MESSAGE_ORIGIN, filename,
                    {"error opening iff image(%s)", false, "xfclose(file) != EOF"},
                    [&](byte_reader &in) { image = decode(in, filename, progress); }))
         return nullptr;
@@ -477,7 +475,7 @@ void print_bmhd(const bmhd &h) {
 }
 
 void iff_dump(const char *filename) {
-    if (!read_file(DRIVER_ORIGIN, filename, {}, [&](byte_reader &in) {
+    if (!read_file(MESSAGE_ORIGIN, filename, {}, [&](byte_reader &in) {
             std::printf("\ndumping(%s)\n", filename);
             auto form = [&](const chunk_id &type, std::uint32_t size) {
                 std::printf("FORM %10u bytes, type '%s'\n", size, type.text);

@@ -236,10 +236,9 @@ bool check_header(const pcx_header &header, const char *filename, std::int32_t &
                  header.ymin, header.xmax, header.ymax);
         return false;
     }
-    if (const char *why = bitmap_check_size(width, height)) {
-        XWARNING("pcx image(%s) of %dx%d pixels refused: %s", filename, width, height, why);
+    if (!size_acceptable(MESSAGE_ORIGIN, "pcx image", filename, static_cast<std::uint64_t>(width),
+                         static_cast<std::uint64_t>(height)))
         return false;
-    }
     if (std::uint64_t{header.bytes_per_line} * 8 < std::uint64_t(width) * header.bits) {
         XWARNING("pcx image(%s): %u bytes per line are too few for a width of %d", filename,
                  header.bytes_per_line, width);
@@ -311,7 +310,7 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
 bitmap *pcx_load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
     bitmap_ptr image;
-    if (!read_file(DRIVER_ORIGIN, filename,
+    if (!read_file(MESSAGE_ORIGIN, filename,
                    {"error opening pcx image(%s)", false, "xfclose(file) != EOF"},
                    [&](byte_reader &in) { image = decode(in, filename, progress); }))
         return nullptr;
@@ -393,14 +392,14 @@ int pcx_save(const char *filename, bitmap *image) {
         }
         written = out.finish();
     }
-    return finish_save(DRIVER_ORIGIN, stream, progress, written, {}, "error writing pcx image(%s)",
+    return finish_save(MESSAGE_ORIGIN, stream, progress, written, {}, "error writing pcx image(%s)",
                        filename);
 }
 
 void pcx_dump(const char *filename) {
     pcx_header header;
     bool complete = false;
-    if (!read_file(DRIVER_ORIGIN, filename, {},
+    if (!read_file(MESSAGE_ORIGIN, filename, {},
                    [&](byte_reader &in) { complete = read_header(in, header); }))
         return;
     if (!complete) {

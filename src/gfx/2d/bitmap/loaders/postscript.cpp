@@ -193,11 +193,10 @@ void write_pixels(byte_writer &out, const bitmap *image, postscript_encoding enc
             }
         }
     }
-    if (!line.empty())
-        line += '\n';
     if (encoding == postscript_encoding::binary)
-        line = "\n";
-    out.write(line.data(), line.size());
+        out.write("\n", 1);
+    else if (!line.empty())
+        out.write((line += '\n').data(), line.size());
 }
 
 } // namespace

@@ -157,10 +157,8 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
         XWARNING("portable pixmap(%s) has a maxval of 0", filename);
         return nullptr;
     }
-    if (const char *why = bitmap_check_size(width, height)) {
-        XWARNING("portable pixmap(%s) of %ux%u pixels refused: %s", filename, width, height, why);
+    if (!size_acceptable(MESSAGE_ORIGIN, "portable pixmap", filename, width, height))
         return nullptr;
-    }
     unsigned channels = colour ? 3 : 1;
     std::uint64_t samples = std::uint64_t{width} * height * channels;
     if (!plain) {
@@ -224,7 +222,7 @@ bitmap_ptr decode(byte_reader &in, const char *filename, progress_guard &progres
 bitmap *ppm_load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
     bitmap_ptr image;
-    if (!read_file(DRIVER_ORIGIN, filename,
+    if (!read_file(MESSAGE_ORIGIN, filename,
                    {"error opening portable pixmap(%s)", false, "xfclose(file) != EOF"},
                    [&](byte_reader &in) { image = decode(in, filename, progress); }))
         return nullptr;
@@ -296,7 +294,7 @@ int ppm_save(const char *filename, bitmap *image) {
         }
         written = out.finish();
     }
-    return finish_save(DRIVER_ORIGIN, stream, progress, written, {},
+    return finish_save(MESSAGE_ORIGIN, stream, progress, written, {},
                        "error writing portable pixmap(%s)", filename);
 }
 
@@ -305,7 +303,7 @@ void ppm_dump(const char *filename) {
     int kind = -1;
     bool complete = false;
     std::string comment;
-    if (!read_file(DRIVER_ORIGIN, filename, {}, [&](byte_reader &in) {
+    if (!read_file(MESSAGE_ORIGIN, filename, {}, [&](byte_reader &in) {
             pnm_scanner scan(in, filename);
             if (in.getc() == 'P') {
                 kind = in.getc();

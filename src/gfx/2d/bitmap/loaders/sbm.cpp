@@ -95,6 +95,7 @@ bool has_pixels(const sbm_fields &fields) {
 bool fields_acceptable(const sbm_fields &fields, const byte_reader &in, std::uint64_t per_byte,
                        std::uint64_t per_entry, const char *format, const char *filename) {
     if (fields.colormap_entries && fields.bpp != 8) {
+        // "inconsistend" is the documented text, kept verbatim.
         XERROR("inconsistend imagebody pixelsize and colormap in sbm(%s)", filename);
         return false;
     }
@@ -107,11 +108,9 @@ bool fields_acceptable(const sbm_fields &fields, const byte_reader &in, std::uin
                  fields.colormap_entries, COLORMAP_MAX_SIZE);
         return false;
     }
-    if (const char *why = bitmap_check_size(fields.xsize, fields.ysize)) {
-        XWARNING("%s image(%s) of %u x %u pixels refused: %s", format, filename, fields.xsize,
-                 fields.ysize, why);
+    if (!size_acceptable(MESSAGE_ORIGIN, (std::string(format) + " image").c_str(), filename,
+                         fields.xsize, fields.ysize))
         return false;
-    }
     std::uint64_t needed = per_byte * fields.comment_length + per_entry * fields.colormap_entries +
                            per_byte * channels * fields.xsize * fields.ysize;
     if (!in.has(needed)) {
@@ -167,7 +166,7 @@ int save_with(const char *filename, const char *name, const char *comments, Body
     }
     // `name` is one of this module's driver names, free of '%'.
     std::string message = std::string("failed to write ") + name + " image(%s)";
-    return finish_save(DRIVER_ORIGIN, guard, progress, written,
+    return finish_save(MESSAGE_ORIGIN, guard, progress, written,
                        {"xfclose(stream) != EOF", written_name.c_str()}, message.c_str(), filename);
 }
 
@@ -178,7 +177,7 @@ bitmap *load_with(const char *filename, const char *name, const char *comments, 
     bitmap_ptr result;
     // The indicator starts once the file is open and ends after it is closed.
     std::optional<progress_guard> progress;
-    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+    if (!read_file(MESSAGE_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
                    [&](byte_reader &in) {
                        progress.emplace(name, comments);
                        result.reset(decode(in, *progress));
@@ -312,7 +311,7 @@ bitmap *sbm2_load(const char *filename) {
 void sbm2_dump(const char *filename) {
     sbm_fields fields{};
     bool complete = false;
-    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+    if (!read_file(MESSAGE_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
                    [&](byte_reader &in) { complete = sbm2_read_header(in, fields, filename); }))
         return;
     if (complete)
@@ -556,7 +555,7 @@ bitmap *sbm3_load(const char *filename) {
 void sbm3_dump(const char *filename) {
     sbm_fields fields{};
     bool complete = false;
-    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+    if (!read_file(MESSAGE_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
                    [&](byte_reader &in) { complete = sbm3_read_header(in, fields, filename); }))
         return;
     if (complete)

@@ -170,7 +170,7 @@ int save(const char *filename, bitmap *image) {
         }
         written = out.finish();
     }
-    return finish_save(DRIVER_ORIGIN, guard, progress, written,
+    return finish_save(MESSAGE_ORIGIN, guard, progress, written,
                        {"xfclose(stream) != EOF", written_name.c_str()},
                        "failed to write targa image(%s)", filename);
 }
@@ -349,11 +349,8 @@ bool header_acceptable(const targa_header &header, const char *filename) {
                  header.height);
         return false;
     }
-    if (const char *why = bitmap_check_size(header.width, header.height)) {
-        XWARNING("targa image(%s) of %u x %u pixels refused: %s", filename, header.width,
-                 header.height, why);
+    if (!size_acceptable(MESSAGE_ORIGIN, "targa image", filename, header.width, header.height))
         return false;
-    }
     return true;
 }
 
@@ -476,7 +473,7 @@ bitmap *decode(byte_reader &in, const char *filename, progress_guard &progress) 
 bitmap *load(const char *filename) {
     progress_guard progress(driver_name, driver_comments);
     bitmap_ptr result;
-    if (!read_file(DRIVER_ORIGIN, filename,
+    if (!read_file(MESSAGE_ORIGIN, filename,
                    {"error opening targa image(%s)", true, "xfclose(stream) != EOF"},
                    [&](byte_reader &in) { result.reset(decode(in, filename, progress)); }))
         return nullptr;
@@ -487,7 +484,7 @@ bitmap *load(const char *filename) {
 void dump(const char *filename) {
     std::uint8_t field[header_size];
     bool complete = false;
-    if (!read_file(DRIVER_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
+    if (!read_file(MESSAGE_ORIGIN, filename, {nullptr, false, "xfclose(stream) != EOF"},
                    [&](byte_reader &in) { complete = in.read(field, sizeof field); }))
         return;
     if (!complete) {

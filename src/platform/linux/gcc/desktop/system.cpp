@@ -44,6 +44,7 @@ void system_deinit() {}
 
 void signal_handler(int signal) {
     video_force_text();
+    // "recieved" is the documented text, kept verbatim.
     XWARNING("shutting down system due to recieved signal(0x%02x)", signal);
     std::signal(signal, SIG_DFL);
     std::raise(signal);
