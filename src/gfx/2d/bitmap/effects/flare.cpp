@@ -81,15 +81,6 @@ struct ghost {
     shape kind;
 };
 
-// A float picture of light, three values a pixel.
-struct light_buffer {
-    int width, height;
-    std::vector<float> values;
-    float *at(int x, int y) {
-        return values.data() + (static_cast<std::size_t>(y) * width + x) * 3;
-    }
-};
-
 std::vector<ghost> draw_ghosts(double lx, double ly, double cx, double cy, double glow) {
     std::vector<ghost> ghosts;
     const double stride = std::max(0.05, fxgen::bounded(rstride, 0.0, 10.0));
@@ -138,28 +129,31 @@ float ghost_light(const ghost &g, float dx, float dy, float turn_c, float turn_s
     return inside * (0.5f + 0.5f * r * r * r * r);
 }
 
-void paint_ghost(light_buffer &light, const ghost &g, float turn_c, float turn_s) {
+// Adds a ghost's light to row `y` of a picture `width` x `height` (`light`:
+// three values a pixel).
+void paint_ghost_row(float *light, int width, int height, int y, const ghost &g, float turn_c,
+                     float turn_s) {
     const double reach = g.radius + 2.0;
-    if (g.x + reach < 0 || g.y + reach < 0 || g.x - reach > light.width ||
-        g.y - reach > light.height)
+    if (g.x + reach < 0 || g.y + reach < 0 || g.x - reach > width || g.y - reach > height)
         return;
     const int x0 = std::max(0, static_cast<int>(g.x - reach));
-    const int x1 = std::min(light.width - 1, static_cast<int>(g.x + reach));
+    const int x1 = std::min(width - 1, static_cast<int>(g.x + reach));
     const int y0 = std::max(0, static_cast<int>(g.y - reach));
-    const int y1 = std::min(light.height - 1, static_cast<int>(g.y + reach));
+    const int y1 = std::min(height - 1, static_cast<int>(g.y + reach));
+    if (y < y0 || y > y1)
+        return;
     const float inverse = 1.0f / std::max(g.radius, 0.5f);
-    for (int y = y0; y <= y1; ++y)
-        for (int x = x0; x <= x1; ++x) {
-            const float v =
-                g.strength * ghost_light(g, static_cast<float>(x - g.x) * inverse,
-                                         static_cast<float>(y - g.y) * inverse, turn_c, turn_s);
-            if (v > 0.0f) {
-                float *p = light.at(x, y);
-                p[0] += v * g.tint.r;
-                p[1] += v * g.tint.g;
-                p[2] += v * g.tint.b;
-            }
+    const float dy = static_cast<float>(y - g.y) * inverse;
+    for (int x = x0; x <= x1; ++x) {
+        const float v =
+            g.strength * ghost_light(g, static_cast<float>(x - g.x) * inverse, dy, turn_c, turn_s);
+        if (v > 0.0f) {
+            float *p = light + static_cast<std::size_t>(x) * 3;
+            p[0] += v * g.tint.r;
+            p[1] += v * g.tint.g;
+            p[2] += v * g.tint.b;
         }
+    }
 }
 
 // The light at the source: core, glow, haze, star spikes and halo ring, for a
@@ -228,26 +222,29 @@ void *run_effect(bitmapfx_driver *driver) {
 
     const double lx = xpos, ly = ypos;
     const double cx = (image.width - 1) * 0.5, cy = (image.height - 1) * 0.5;
-    light_buffer light{
-        image.width, image.height,
-        std::vector<float>(static_cast<std::size_t>(image.width) * image.height * 3)};
     const float turn_c = static_cast<float>(std::cos(turn)),
                 turn_s = static_cast<float>(std::sin(turn));
-    for (const ghost &g : draw_ghosts(lx, ly, cx, cy, (sx + sy) * 0.5))
-        paint_ghost(light, g, turn_c, turn_s);
-
+    // Ghosts are drawn before the rows are shared out: the draws stay in one
+    // order whatever the number of workers.
+    const std::vector<ghost> ghosts = draw_ghosts(lx, ly, cx, cy, (sx + sy) * 0.5);
     const float strength = static_cast<float>(fxgen::bounded(intensity, 0.0, 100.0));
-    for (int y = 0; y < image.height; ++y) {
-        report.add(y, image.height);
+    const int workers = fxkit::core_count();
+    std::vector<std::vector<float>> light(static_cast<std::size_t>(workers));
+    for (std::vector<float> &row : light)
+        row.resize(static_cast<std::size_t>(image.width) * 3);
+    fxkit::for_rows(image.height, workers, report, [&](int y, int worker) {
+        float *sum = light[worker].data();
+        std::fill(light[worker].begin(), light[worker].end(), 0.0f);
+        for (const ghost &g : ghosts)
+            paint_ghost_row(sum, image.width, image.height, y, g, turn_c, turn_s);
         std::uint8_t *pixel = image.row(y);
         const float dy = static_cast<float>(y - ly);
-        for (int x = 0; x < image.width; ++x, pixel += image.channels) {
-            float *sum = light.at(x, y);
+        for (int x = 0; x < image.width; ++x, pixel += image.channels, sum += 3) {
             main.add(static_cast<float>(x - lx), dy, sum);
             for (int c = 0; c < 3; ++c)
                 pixel[c] = fxgen::screen(pixel[c], sum[c] * strength);
         }
-    }
+    });
     return fxkit::finish(driver, target);
 }
 

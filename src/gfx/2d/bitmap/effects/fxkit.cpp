@@ -3,7 +3,12 @@
 #include "gfx/2d/bitmap/bitinfo.h"
 #include "gfx/2d/bitmap/colormap.h"
 
+#include <atomic>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
+#include <thread>
+#include <vector>
 
 namespace fxkit {
 
@@ -86,6 +91,53 @@ void sample(const view &image, double x, double y, edge mode, std::uint8_t *out)
         const float bottom = p01[c] + (p11[c] - p01[c]) * wx;
         out[c] = static_cast<std::uint8_t>(std::lround(top + (bottom - top) * wy));
     }
+}
+
+void for_rows(int height, int workers, progress_guard &report,
+              const std::function<void(int y, int worker)> &row) {
+    workers = std::clamp(workers, 1, std::max(height, 1));
+    if (workers == 1) {
+        for (int y = 0; y < height; ++y) {
+            row(y, 0);
+            report.add(y, height);
+        }
+        return;
+    }
+    std::atomic<int> next{0};
+    std::atomic<bool> stop{false};
+    std::mutex lock;
+    std::condition_variable finished_one;
+    int finished = 0;
+    std::vector<std::jthread> threads;
+    struct stopper {
+        std::atomic<bool> &stop;
+        ~stopper() { stop.store(true); }
+    } stop_on_exit{stop}; // destroyed before the threads are joined
+    for (int i = 0; i < workers; ++i)
+        threads.emplace_back([&, i] {
+            for (int y = next++; y < height && !stop.load(); y = next++) {
+                row(y, i);
+                {
+                    std::lock_guard<std::mutex> guard(lock);
+                    ++finished;
+                }
+                finished_one.notify_one();
+            }
+        });
+    for (int reported = 0; reported < height;) {
+        int done;
+        {
+            std::unique_lock<std::mutex> guard(lock);
+            finished_one.wait(guard, [&] { return finished > reported; });
+            done = finished;
+        }
+        for (; reported < done; ++reported)
+            report.add(reported, height);
+    }
+}
+
+int core_count() {
+    return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 256u));
 }
 
 } // namespace fxkit

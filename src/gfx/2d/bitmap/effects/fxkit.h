@@ -15,6 +15,7 @@
 // integer point (x, y) returns that pixel unchanged.
 #pragma once
 
+#include "core/progress.h"
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
 
@@ -22,6 +23,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 namespace fxkit {
 
@@ -96,5 +98,18 @@ enum class edge {
 
 // Reads the picture at (x, y) into out[0 .. channels-1].
 void sample(const view &image, double x, double y, edge mode, std::uint8_t *out);
+
+// Rows in parallel: `row(y, worker)` runs once for every y of [0, height) on
+// `workers` threads (worker 0 .. workers - 1; one worker runs on the calling
+// thread).  Rows are handed out in order as workers become free.  `report`
+// advances once per finished row, always from the calling thread, so hooks
+// and messages never run on a worker; `row` itself must neither report nor
+// throw.  Should reporting raise an error, the workers stop at their next row
+// and are joined before the error leaves.
+void for_rows(int height, int workers, progress_guard &report,
+              const std::function<void(int y, int worker)> &row);
+
+// One worker per core.
+int core_count();
 
 } // namespace fxkit

@@ -25,9 +25,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <condition_variable>
 #include <cstdlib>
-#include <mutex>
 #include <numbers>
 #include <thread>
 
@@ -317,7 +315,7 @@ int raytrace_threads() {
             count = static_cast<int>(std::strtol(text, nullptr, 0));
     }
     if (count <= 0)
-        count = static_cast<int>(std::thread::hardware_concurrency());
+        count = fxkit::core_count();
     return std::clamp(count, 1, 256);
 }
 
@@ -424,59 +422,16 @@ class row_tracer {
     std::vector<rayvec> columns_, rows_;
 };
 
-// Traces every row of a pass, on `threads` workers when more than one, and
-// fills `best` (one slot a row).  Progress is added once per finished row.
+// Traces every row of a pass on `threads` workers and fills `best` (one slot
+// a row).  Each worker's scratch is made here, so that workers never
+// allocate.
 void trace_pass(const row_tracer &tracer, int height, int threads, progress_guard &progress,
                 std::vector<row_best> &best) {
-    if (threads <= 1) {
-        ray_workspace work;
-        work.reserve(tracer.scene());
-        for (int y = 0; y < height; ++y) {
-            best[y] = tracer.trace(y, work);
-            progress.add(y, height);
-        }
-        return;
-    }
-    // Each worker's scratch is made here, so that workers never allocate.
     std::vector<ray_workspace> works(static_cast<std::size_t>(threads));
     for (ray_workspace &work : works)
         work.reserve(tracer.scene());
-    std::atomic<int> next{0};
-    std::atomic<bool> stop{false};
-    std::mutex lock;
-    std::condition_variable finished_one;
-    int finished = 0;
-    {
-        // Leaving the block stops the workers at their next row (should
-        // reporting raise an error), then joins them.
-        std::vector<std::jthread> workers;
-        struct stopper {
-            std::atomic<bool> &stop;
-            ~stopper() { stop.store(true); }
-        } stop_on_exit{stop};
-        for (int i = 0; i < threads; ++i)
-            workers.emplace_back([&, i] {
-                ray_workspace &work = works[i];
-                for (int y = next++; y < height && !stop.load(); y = next++) {
-                    best[y] = tracer.trace(y, work);
-                    {
-                        std::lock_guard<std::mutex> guard(lock);
-                        ++finished;
-                    }
-                    finished_one.notify_one();
-                }
-            });
-        for (int reported = 0; reported < height;) {
-            int done;
-            {
-                std::unique_lock<std::mutex> guard(lock);
-                finished_one.wait(guard, [&] { return finished > reported; });
-                done = finished;
-            }
-            for (; reported < done; ++reported)
-                progress.add(reported, height);
-        }
-    }
+    fxkit::for_rows(height, threads, progress,
+                    [&](int y, int worker) { best[y] = tracer.trace(y, works[worker]); });
 }
 
 // Renders the scene into `target` (cleared by the caller): the passes, the
@@ -550,10 +505,9 @@ void *run_effect(bitmapfx_driver *driver) {
     const bitmap *source = fxkit::source(driver);
     if (!source)
         return nullptr;
-    owned_bitmap result(bitmap_dup(source));
+    owned_bitmap result(fxkit::resized_like(source, source->xsize, source->ysize));
     if (!result)
         return nullptr;
-    bitmap_clear(result.get(), 0);
     brightest = {-1, -1, 1.2f};
     trace_rays(result.get());
 
