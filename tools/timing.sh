@@ -51,7 +51,10 @@ report() {
 }
 
 report "lumivane -d -m 0 (start-up and shutdown)" "$(median_ms "$program" -d -m 0)"
-if "$program" -2 2>/dev/null | grep -q '^	name        = raytrace$'; then
+# The listing is read whole first: grep -q would stop reading early and,
+# under pipefail, the listing's broken pipe would read as a missing tracer.
+listing=$("$program" -2 2>/dev/null || true)
+if grep -q '^	name        = raytrace$' <<<"$listing"; then
     report "lumivane -d -m 1 -x 1 -y 1 (to one traced pixel)" \
         "$(median_ms "$program" -d -m 1 -x 1 -y 1)"
     report "lumivane -d -m 10 -s shot%04d.tga (320x200)" \
