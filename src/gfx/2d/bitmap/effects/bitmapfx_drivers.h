@@ -86,8 +86,9 @@ extern bitmapfx_driver bitmapfx_protex_onion_driver;   // "protex.onion", procte
 extern bitmapfx_driver bitmapfx_protex_fbm_driver;     // "protex.fbm", proctext/ptfbm.cpp
 extern bitmapfx_driver
     bitmapfx_protex_multi_fractal_driver; // "protex.multi-fractal", proctext/ptmfrac.cpp
-extern bitmapfx_driver bitmapfx_protex_hybrid_multi_fractal_driver; // "protex.hybrid-multi-fractal",
-                                                                    // proctext/pthmfrac.cpp
+extern bitmapfx_driver
+    bitmapfx_protex_hybrid_multi_fractal_driver;                   // "protex.hybrid-multi-fractal",
+                                                                   // proctext/pthmfrac.cpp
 extern bitmapfx_driver bitmapfx_protex_rigid_multi_fractal_driver; // "protex.rigid-multi-fractal",
                                                                    // proctext/ptrmfrac.cpp
 extern bitmapfx_driver

@@ -269,8 +269,8 @@ void sphere_hit(const ray_sphere &s, const rayvec &origin, const rayvec &d, floa
 
 // The rest of the sphere test for the lanes whose disc is not negative:
 // the lanes hit in front of the origin, with their distances in t.
-RAY_NOINLINE RAY_LANE_CODE int sphere_hits(const ray_vf &bb, const ray_vf &disc,
-                                                int candidates, ray_vf &t) {
+RAY_NOINLINE RAY_LANE_CODE int sphere_hits(const ray_vf &bb, const ray_vf &disc, int candidates,
+                                           ray_vf &t) {
     const ray_vf root = fast_sqrt_lanes(disc);
     const ray_vf zero = splat(0.0f);
     ray_vf t1 = (-bb + root) * splat(0.5f);
