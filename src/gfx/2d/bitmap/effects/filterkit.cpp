@@ -15,16 +15,23 @@ namespace {
 // The multiply-accumulate rows every convolution spends its time in.  They
 // are pure integer arithmetic, so the wide-vector clone gives exactly the
 // bytes of the plain one; the loader picks the clone the processor runs.
-__attribute__((target_clones("avx2", "default"))) void
-accumulate(std::uint32_t *__restrict sum, const std::uint8_t *__restrict row, std::uint32_t weight,
-           std::size_t count) {
+// ThreadSanitizer builds keep the plain one: the picking runs before that
+// sanitizer's runtime is ready.
+#if defined(__x86_64__) && !defined(__SANITIZE_THREAD__)
+#define ACCUMULATE_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define ACCUMULATE_CLONES
+#endif
+
+ACCUMULATE_CLONES void accumulate(std::uint32_t *__restrict sum, const std::uint8_t *__restrict row,
+                                  std::uint32_t weight, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
         sum[i] += weight * row[i];
 }
 
-__attribute__((target_clones("avx2", "default"))) void
-accumulate(std::uint32_t *__restrict sum, const std::uint16_t *__restrict row, std::uint32_t weight,
-           std::size_t count) {
+ACCUMULATE_CLONES void accumulate(std::uint32_t *__restrict sum,
+                                  const std::uint16_t *__restrict row, std::uint32_t weight,
+                                  std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
         sum[i] += weight * row[i];
 }
