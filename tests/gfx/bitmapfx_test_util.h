@@ -10,13 +10,24 @@
 #include "xmath/xrand.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
 namespace fxtest {
+
+// A test name made of a driver's name or a label: all but letters and digits
+// become '_'.
+inline std::string test_name(std::string name) {
+    for (char &c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c)))
+            c = '_';
+    return name;
+}
 
 using kill_bitmap = bitmap_killer;
 using owned = bitmap_ptr;

@@ -1,7 +1,8 @@
 // The contract every built-in effect keeps, run over the registration list:
 // at every depth and on tiny and ordinary pictures the source is left alone,
 // the target has the documented size and depth, a seed fixes the bytes (also
-// after "rand"), and the effect does something.  Drivers differ from the
+// after "rand"), the effect does something, and what "rand" draws can be kept
+// in a preset.  Drivers differ from the
 // default expectations only through their row in `facts` below.
 #include "gfx/bitmapfx_test_util.h"
 #include "gfx/ray_standins.h"
@@ -195,13 +196,30 @@ TEST_P(EffectContract, ChangesAnOrdinaryPicture) {
     EXPECT_FALSE(bitmap_compare(source.get(), target.get(), 1)) << "the target is a copy";
 }
 
+// A saved preset must load back what "rand" drew: every value it stores
+// prints to text that scans back to the same bytes.
+TEST_P(EffectContract, RandStoresValuesThatPrintAndScanBack) {
+    if (!bitmapfx_is_subproc(driver_, "rand"))
+        GTEST_SKIP() << "draws nothing";
+    fxtest::parameter_snapshot keep(driver_);
+    for (std::uint32_t seed = 1; seed <= 25; ++seed) {
+        fxtest::seeded_random random(seed);
+        bitmapfx_call(driver_, "rand");
+        for (bitmapfx_parameter *p = driver_->param_list; p->key; ++p) {
+            if (!p->write_flag)
+                continue;
+            char text[DTYPE_TEXT_MAX];
+            bitmapfx_print_parameter(p, text);
+            const std::string drawn(static_cast<const char *>(p->value), p->size);
+            ASSERT_EQ(bitmapfx_shout(driver_->name, p->key, text), 1) << p->key << " " << text;
+            EXPECT_EQ(std::string(static_cast<const char *>(p->value), p->size), drawn)
+                << "seed " << seed << ": " << p->key << " prints as '" << text
+                << "', which scans back as another value";
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Builtin, EffectContract, testing::ValuesIn(builtin_names()),
-                         [](const testing::TestParamInfo<std::string> &info) {
-                             std::string name = info.param;
-                             for (char &c : name)
-                                 if (!std::isalnum(static_cast<unsigned char>(c)))
-                                     c = '_';
-                             return name;
-                         });
+                         [](const auto &info) { return fxtest::test_name(info.param); });
 
 } // namespace

@@ -133,13 +133,7 @@ TEST_P(Identity, LeavesEveryPictureAsItWas) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Settings, Identity, testing::ValuesIn(identities),
-                         [](const testing::TestParamInfo<identity_case> &info) {
-                             std::string name = info.param.label;
-                             for (char &ch : name)
-                                 if (!std::isalnum(static_cast<unsigned char>(ch)))
-                                     ch = '_';
-                             return name;
-                         });
+                         [](const auto &info) { return fxtest::test_name(info.param.label); });
 
 // ---------------------------------------------------------------------------
 // "polar" and its inverse.
@@ -236,13 +230,7 @@ TEST_P(BadKernel, IsRefusedNamingFileAndLine) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Fixtures, BadKernel, testing::ValuesIn(bad_kernels),
-                         [](const testing::TestParamInfo<bad_kernel> &info) {
-                             std::string name = info.param.file;
-                             for (char &ch : name)
-                                 if (!std::isalnum(static_cast<unsigned char>(ch)))
-                                     ch = '_';
-                             return name;
-                         });
+                         [](const auto &info) { return fxtest::test_name(info.param.file); });
 
 TEST_F(Distort, MissingKernelFileIsNamed) {
     fxtest::parameter_snapshot keep(driver("filter"));
@@ -582,30 +570,5 @@ TEST_P(Extreme, IsTamed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Settings, Extreme, testing::ValuesIn(extremes));
-
-// ---------------------------------------------------------------------------
-// "rand" draws what a preset can keep.
-
-TEST_F(Distort, RandomSettingsPrintAndScanBack) {
-    for (const char *name : {"wave", "whirl", "polar", "filter"}) {
-        bitmapfx_driver *d = driver(name);
-        fxtest::parameter_snapshot keep(d);
-        fxtest::seeded_random random(77);
-        for (int draw = 0; draw < 25; ++draw) {
-            bitmapfx_call(d, "rand");
-            for (bitmapfx_parameter *p = d->param_list; p->key; ++p) {
-                if (!p->write_flag)
-                    continue;
-                char text[DTYPE_TEXT_MAX];
-                bitmapfx_print_parameter(p, text);
-                std::vector<std::uint8_t> before(static_cast<std::uint8_t *>(p->value),
-                                                 static_cast<std::uint8_t *>(p->value) + p->size);
-                set(name, p->key, text);
-                EXPECT_EQ(std::memcmp(before.data(), p->value, p->size), 0)
-                    << name << " " << p->key << " = " << text;
-            }
-        }
-    }
-}
 
 } // namespace

@@ -59,34 +59,6 @@ double mean_step(const bitmap *image, int ax, int ay, int bx, int by, int dx, in
     return sum / (3.0 * count);
 }
 
-// A saved preset must load back what "rand" drew: every drawn value prints
-// to text that scans back to the same bytes.
-TEST_F(Generators, RandomisedValuesPrintAndScanBack) {
-    for (const char *name :
-         {"plasma.tile", "checker", "nova", "snow", "flare.standard", "flare.fast"}) {
-        bitmapfx_driver *d = driver(name);
-        fxtest::parameter_snapshot keep(d);
-        for (std::uint32_t seed : {1u, 2u, 3u, 77u, 1234u}) {
-            fxtest::seeded_random random(seed);
-            bitmapfx_call(d, "rand");
-            for (bitmapfx_parameter *p = d->param_list; p->key; ++p) {
-                if (!p->write_flag)
-                    continue;
-                SCOPED_TRACE(testing::Message() << name << " " << p->key << " seed " << seed);
-                const std::vector<std::uint8_t> drawn(static_cast<std::uint8_t *>(p->value),
-                                                      static_cast<std::uint8_t *>(p->value) +
-                                                          p->size);
-                char text[DTYPE_TEXT_MAX];
-                bitmapfx_print_parameter(p, text);
-                set(name, p->key, text);
-                EXPECT_TRUE(
-                    std::equal(drawn.begin(), drawn.end(), static_cast<std::uint8_t *>(p->value)))
-                    << "printed as " << text;
-            }
-        }
-    }
-}
-
 TEST_F(Generators, TilePlasmaContinuesAcrossItsEdges) {
     bitmapfx_driver *tile = driver("plasma.tile");
     fxtest::parameter_snapshot keep(tile);

@@ -45,14 +45,6 @@ class Plasma : public testing::Test {
 
 } // namespace
 
-TEST_F(Plasma, DefaultsAndRecord) {
-    EXPECT_STREQ(plasma->comment, "render plasma clouds");
-    EXPECT_STREQ(plasma->preset, "$path.presets$/standard-plasma.preset");
-    EXPECT_EQ(saved_source.r, 0.25);
-    EXPECT_EQ(saved_source.b, 0.25);
-    EXPECT_EQ(saved_target.g, 0.75);
-}
-
 TEST_F(Plasma, TinyPicturesStayAtTheLowerClamp) {
     for (int bpp : {24, 32})
         for (int side : {1, 2}) {
@@ -129,22 +121,9 @@ TEST_F(Plasma, CloudsAreSmoothAndGrowFromBlackCorners) {
     EXPECT_LT(static_cast<double>(steps) / count, 12.0);
 }
 
-TEST_F(Plasma, ASeedFixesThePicture) {
+// The same seed giving the same bytes is the effect contract's.
+TEST_F(Plasma, AnotherSeedGivesOtherClouds) {
     owned first(clouds(64, 40, 1234, 32));
-    owned again(clouds(64, 40, 1234, 32));
     owned other(clouds(64, 40, 1235, 32));
-    EXPECT_EQ(bitmap_compare(first.get(), again.get(), 1), 1);
     EXPECT_EQ(bitmap_compare(first.get(), other.get(), 1), 0);
-}
-
-TEST_F(Plasma, PaletteBitmapsGoThroughTrueColour) {
-    owned indexed(bitmap_alloc2(40, 30, 8));
-    indexed->cmap = colormap_alloc(1);
-    seeded_random random(5);
-    owned result(bitmapfx_simple(plasma, indexed.get()));
-    ASSERT_NE(result, nullptr);
-    EXPECT_EQ(result->bpp, 8);
-    ASSERT_NE(result->cmap, nullptr);
-    EXPECT_GT(result->cmap->size, 1);
-    EXPECT_TRUE(capture.said("from 8 to 32 bpp for driver 'plasma.standard'"));
 }

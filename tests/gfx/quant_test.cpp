@@ -103,14 +103,6 @@ class Quantiser : public testing::Test {
 
 } // namespace
 
-TEST_F(Quantiser, DriverRecords) {
-    EXPECT_STREQ(fast->comment, "fast (medium quality) quantization");
-    EXPECT_STREQ(slow->comment, "slow (good quality) quantization");
-    EXPECT_EQ(bitmapfx_supports(fast, "out", 8), 1);
-    EXPECT_EQ(bitmapfx_supports(slow, "in", 32), 1);
-    EXPECT_EQ(bitmapfx_supports(slow, "out", 24), 0);
-}
-
 TEST_F(Quantiser, FewColoursAreKeptExactly) {
     // Two of the colours share every histogram cell: only an exact palette
     // tells them apart.
