@@ -5,7 +5,6 @@
 // in a preset.  Drivers differ from the
 // default expectations only through their row in `facts` below.
 #include "gfx/bitmapfx_test_util.h"
-#include "gfx/ray_standins.h"
 #include "support/capture.h"
 
 #include <algorithm>
@@ -106,9 +105,6 @@ const driver_facts facts[] = {
              const std::int32_t iterations = 300;
              bitmapfx_talk(driver, "iterations", &iterations);
          }},
-    // Runs the background and flare effects it names.
-    {.name = "raytrace",
-     .prepare = [](bitmapfx_driver *, const bitmap *) { fxtest::register_ray_standins(); }},
 };
 // clang-format on
 

@@ -5,16 +5,16 @@
 // edge cases, every error, presets, the thread count and the same bytes at
 // any number of threads.
 //
-// The effects the tracer calls are the registered ones or the copying
-// stand-ins of ray_standins.h; where a test needs a known background effect
-// or wants to see the flare's position, it swaps that driver's procedures
-// for its own while it runs.
-#include "gfx/ray_standins.h"
+// The effects the tracer calls are the registered ones; where a test needs a
+// known background effect or wants to see the flare's position, it swaps
+// that driver's procedures for its own while it runs.
+#include "gfx/bitmapfx_test_util.h"
 
 #include "core/dtype.h"
 #include "file/config.h"
 #include "file/config_test_setup.h"
 #include "gfx/2d/bitmap/effects/bitmapfx_preset.h"
+#include "gfx/2d/bitmap/effects/ray/raytrace.h"
 #include "support/capture.h"
 #include "support/scratch.h"
 #include "xmath/xmath.h"
@@ -43,6 +43,18 @@ bitmapfx_driver *const raytrace = &bitmapfx_raytrace_driver;
 
 // ------------------------------------------------------------------ probes
 
+// Hands the source back as the target.
+void *copy_source(bitmapfx_driver *driver) {
+    const bitmap *source =
+        static_cast<const bitmap *>(bitmapfx_talk(driver, "source_bitmap", nullptr));
+    bitmap *copy = bitmap_dup(source);
+    bitmapfx_talk(driver, "target_bitmap", copy);
+    return copy;
+}
+void *do_nothing(bitmapfx_driver *) {
+    return nullptr;
+}
+
 // Reads a position parameter whatever type the flare keeps it in.
 int read_position(bitmapfx_driver *driver, const char *key) {
     const void *value = bitmapfx_talk(driver, key, nullptr);
@@ -65,11 +77,11 @@ struct flare_probe {
         called = true;
         x = read_position(driver, "xpos");
         y = read_position(driver, "ypos");
-        return fxtest::standin::copy_source(driver);
+        return copy_source(driver);
     }
     static inline const bitmapfx_procedure procedures[] = {
         {"fx", "run the effect", run},
-        {"rand", "randomize effect data", fxtest::standin::do_nothing},
+        {"rand", "randomize effect data", do_nothing},
         {nullptr, nullptr, nullptr}};
 };
 
@@ -85,7 +97,7 @@ struct background_probe {
     }
     static void *copy(bitmapfx_driver *driver) {
         ++calls;
-        return fxtest::standin::copy_source(driver);
+        return copy_source(driver);
     }
     static void *resize(bitmapfx_driver *driver) {
         ++calls;
@@ -445,7 +457,7 @@ std::uint32_t seed_for_mode(int mode, std::uint32_t from = 1) {
 
 class Raytrace : public testing::Test {
   protected:
-    static void SetUpTestSuite() { fxtest::register_ray_standins(); }
+    static void SetUpTestSuite() { fxtest::register_library_effects(); }
     void TearDown() override { raytrace_set_threads(0); }
 
     template <class T> static void set(const char *key, T value) {
