@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -212,6 +213,39 @@ TEST_P(EffectContract, RandStoresValuesThatPrintAndScanBack) {
                 << "seed " << seed << ": " << p->key << " prints as '" << text
                 << "', which scans back as another value";
         }
+    }
+}
+
+// Every number a driver keeps, set alone to zero, a negative, an end of its
+// range or not a number: each run ends with a picture within the limits or a
+// clear error, never a crash, a hang or a huge allocation.
+TEST_P(EffectContract, ExtremeValuesGiveAPictureOrAClearError) {
+    const owned sources[] = {picture(1, 1, 24), picture(1, 9, 24), picture(9, 1, 24)};
+    for (bitmapfx_parameter *p = driver_->param_list; p->key; ++p) {
+        std::vector<const char *> values = {"0", "-1", "-2147483648", "2147483647"};
+        if (p->type == DTYPE_DOUBLE)
+            values = {"0", "-1", "1e-300", "-1e300", "1e300", "nan", "inf"};
+        else if (p->type == DTYPE_FLOAT)
+            values = {"0", "-1", "1e-30", "-1e30", "1e30", "nan", "inf"};
+        else if (p->type != DTYPE_INT || !p->write_flag)
+            continue;
+        for (const char *value : values)
+            for (const owned &source : sources) {
+                SCOPED_TRACE(testing::Message() << p->key << " = " << value << " on "
+                                                << source->xsize << "x" << source->ysize);
+                fxtest::parameter_snapshot keep(driver_);
+                message_capture messages;
+                if (facts_->prepare)
+                    facts_->prepare(driver_, source.get());
+                ASSERT_EQ(bitmapfx_shout(driver_->name, p->key, value), 1);
+                owned result;
+                error_of([&] { result.reset(bitmapfx_simple(driver_, source.get())); });
+                bitmapfx_reset(driver_);
+                if (result)
+                    EXPECT_LE(std::uint64_t{result->xsize} * result->ysize, BITMAP_MAX_PIXELS);
+                else
+                    EXPECT_FALSE(messages.errors.empty()) << "no picture and no error";
+            }
     }
 }
 

@@ -206,57 +206,18 @@ TEST_F(Generators, ReactionDiffusionCapsHugeIterationCounts) {
     EXPECT_FALSE(bitmap_compare(source.get(), grown.get(), 1));
 }
 
-// Values a preset or a user may set: zero, negative, huge and not-a-number.
-// Every run must end with a picture of the source's size.
-TEST_F(Generators, DegenerateParametersNeitherCrashNorRunAway) {
-    // Colours out of range cannot be written as text (scanning refuses
-    // them), only stored: those rows carry the stored value.
+// Colours out of every range (the contract suite runs every number at its
+// extremes): each run ends with a picture of the source's size.  Such colours
+// cannot be written as text (scanning refuses them), only stored.
+TEST_F(Generators, WildColoursNeitherCrashNorRunAway) {
     const rgbscalar wild{std::nan(""), -1e300, 1e300};
-    struct setting {
-        const char *name, *key, *text;
-        const rgbscalar *colour = nullptr;
-    };
-    const setting settings[] = {
-        {"checker", "size", "2147483647"},
-        {"checker", "mode", "-7"},
-        {"checker", "merge", "nan"},
-        {"nova", "nspoke", "0"},
-        {"nova", "nspoke", "2147483647"},
-        {"nova", "radius", "-1"},
-        {"nova", "xcenter", "1e300"},
-        {"snow", "blur", "2147483647"},
-        {"snow", "rdivide", "0"},
-        {"snow", "sblend", "", &wild},
-        {"noise.fractal", "fractal", "-3"},
-        {"noise.fractal", "fractal", "1e300"},
-        {"plasma.tile", "base", "", &wild},
-        {"plasma.block", "tblend", "", &wild},
-        {"reaction-diffusion", "interval", "0"},
-        {"reaction-diffusion", "interval", "-2147483648"},
-        {"reaction-diffusion", "interval", "2147483647"},
-        {"reaction-diffusion", "speed", "1e300"},
-        {"reaction-diffusion", "value", "nan"},
-        {"reaction-diffusion", "iterations", "-1"},
-        {"flare.standard", "rstride", "0"},
-        {"flare.standard", "xsize", "-1"},
-        {"flare.standard", "angle", "nan"},
-        {"flare.standard", "xm", "1e300"},
-        {"flare.fast", "size", "0"},
-        {"flare.fast", "falloff", "0"},
-        {"flare.fast", "streak_count", "-2147483648"},
-        {"flare.fast", "glow_falloff", "-1"},
-        {"flare.fast", "ring_max", "1e300"},
-    };
-    for (const setting &s : settings) {
-        bitmapfx_driver *d = driver(s.name);
+    for (auto [name, key] :
+         {std::pair{"snow", "sblend"}, {"plasma.tile", "base"}, {"plasma.block", "tblend"}}) {
+        bitmapfx_driver *d = driver(name);
         fxtest::parameter_snapshot keep(d);
-        if (s.colour)
-            bitmapfx_talk(d, s.key, s.colour);
-        else
-            set(s.name, s.key, s.text);
+        bitmapfx_talk(d, key, &wild);
         for (auto [w, h] : {std::pair{1, 1}, {1, 9}, {64, 48}}) {
-            SCOPED_TRACE(testing::Message()
-                         << s.name << " " << s.key << " = " << s.text << " on " << w << "x" << h);
+            SCOPED_TRACE(testing::Message() << name << " " << key << " on " << w << "x" << h);
             owned source(fxtest::photo_like(w, h));
             owned result = run(d, source.get(), 2);
             ASSERT_NE(result, nullptr);

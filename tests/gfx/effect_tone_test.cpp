@@ -334,7 +334,8 @@ TEST_F(EffectTone, EmbossOwnsTheBumpMapItMakes) {
     put_parameter(emboss, "bump_bitmap", nullptr);
 }
 
-// Settings far outside what makes sense, on pictures one pixel wide or high:
+// Settings far outside what makes sense, together, on pictures one pixel
+// wide or high (the contract suite sets every number alone to its extremes):
 // a picture and at most a warning, never a crash, hang or huge allocation.
 struct degenerate_case {
     const char *name;
@@ -342,11 +343,8 @@ struct degenerate_case {
 };
 
 const degenerate_case degenerate[] = {
-    {"blur.simple", {{"div", "0"}}},
     {"blur.simple", {{"div", "-7"}}},
-    {"blur.simple", {{"div", "2000000000"}}},
-    {"blur.gaussian", {{"size", "-3"}}},
-    {"blur.gaussian", {{"size", "2000000000"}}},
+    {"greyscale", {{"grey", "r:0 g:0 b:0"}}},
     {"blur.random", {{"kernel_min", "2000000000"}, {"kernel_max", "-2000000000"}}},
     {"motion-blur.linear", {{"shift", "1e300"}, {"angle", "1e300"}}},
     {"motion-blur.linear", {{"shift", "-40"}, {"angle", "-1e-300"}}},
@@ -357,13 +355,7 @@ const degenerate_case degenerate[] = {
     {"edge-detect",
      {{"type", "9"}, {"pa", "-1"}, {"pc1", "100"}, {"pc2", "-100"}, {"sd", "1e300"}}},
     {"edge-detect", {{"merge", "1e300"}, {"sd", "-1"}, {"color", "false"}}},
-    {"equalize", {{"gamma", "0"}}},
-    {"gamma-correct", {{"amount", "-1"}}},
-    {"gamma-correct", {{"amount", "1e300"}}},
-    {"dim-or-flash", {{"percentage", "-1e300"}}},
     {"random-flash", {{"min_percentage", "1e300"}, {"max_percentage", "-1e300"}}},
-    {"greyscale", {{"grey", "r:0 g:0 b:0"}}},
-    {"photo.positive", {{"gamma", "0"}}},
 };
 
 TEST_F(EffectTone, DegenerateSettingsAndShapesGiveAPicture) {
