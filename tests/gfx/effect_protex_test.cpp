@@ -163,6 +163,24 @@ TEST(ProtexDegenerate, ZeroScaleGivesOneColour) {
     }
 }
 
+// The colour ramp blends neighbouring entries: with entries alternately
+// black and white, most of the picture is a grey between them.
+TEST(ProtexMultiColor, NeighbouringRampEntriesAreBlended) {
+    fxtest::register_library_effects();
+    fxtest::quiet_progress quiet;
+    bitmapfx_driver *multi = bitmapfx_find_driver("protex.multi-color");
+    fxtest::parameter_snapshot keep(multi);
+    for (int i = 0; i < 11; ++i)
+        set_grey(multi, ("arg" + std::to_string(i)).c_str(), i % 2);
+    owned source(fxtest::photo_like(64, 48));
+    owned target(bitmapfx_simple(multi, source.get()));
+    ASSERT_NE(target, nullptr);
+    std::size_t greys = 0;
+    for (std::size_t i = 0; i < bitmap_bytesize(target.get()); ++i)
+        greys += target->bits[i] > 10 && target->bits[i] < 245;
+    EXPECT_GT(greys, bitmap_bytesize(target.get()) / 2);
+}
+
 TEST(ProtexFbm, OneOctaveIsTheNoiseThroughTheRamp) {
     fxtest::register_library_effects();
     fxtest::quiet_progress quiet;

@@ -126,6 +126,16 @@ TEST_F(EffectTone, BlursToldNotToBlurLeaveThePicture) {
     }
 }
 
+// A symmetric kernel commutes with a flip: a tap left out on one side shows.
+TEST_F(EffectTone, GaussianBlurCommutesWithFlips) {
+    owned source = photo(40, 30, 24);
+    for (const char *flip : {"flip.vertical", "flip.horizontal"}) {
+        owned flipped_blur = run(flip, run("blur.gaussian", source.get(), {{"size", "9"}}).get());
+        owned blurred_flip = run("blur.gaussian", run(flip, source.get()).get(), {{"size", "9"}});
+        EXPECT_TRUE(bitmap_compare(flipped_blur.get(), blurred_flip.get(), 1)) << flip;
+    }
+}
+
 TEST_F(EffectTone, EveryEffectKeepsTheAlphaByte) {
     const char *names[] = {"blur.simple",
                            "blur.gaussian",
@@ -374,6 +384,13 @@ TEST_F(EffectTone, DegenerateSettingsAndShapesGiveAPicture) {
     EXPECT_TRUE(capture.warned("out of range"));
     EXPECT_TRUE(capture.warned("unusable"));
     EXPECT_TRUE(capture.warned("must be positive"));
+    // Any one edge setting out of range is said.
+    owned small = photo(4, 3, 24);
+    for (const char *key : {"pa", "pc1", "pc2", "sd", "merge"}) {
+        message_capture alone;
+        run("edge-detect", small.get(), {{key, "-1"}});
+        EXPECT_TRUE(alone.warned("edge settings out of range")) << key;
+    }
 }
 
 } // namespace

@@ -18,15 +18,7 @@ bitmapfx_driver *const plasma = &bitmapfx_plasma_standard_driver;
 
 class Plasma : public testing::Test {
   protected:
-    void SetUp() override {
-        fxtest::register_library_effects();
-        saved_source = *static_cast<rgbscalar *>(bitmapfx_talk(plasma, "sblend", nullptr));
-        saved_target = *static_cast<rgbscalar *>(bitmapfx_talk(plasma, "tblend", nullptr));
-    }
-    void TearDown() override {
-        bitmapfx_talk(plasma, "sblend", &saved_source);
-        bitmapfx_talk(plasma, "tblend", &saved_target);
-    }
+    static void SetUpTestSuite() { fxtest::register_library_effects(); }
     static void blend(double source, double target) {
         rgbscalar s{source, source, source}, t{target, target, target};
         bitmapfx_talk(plasma, "sblend", &s);
@@ -39,7 +31,7 @@ class Plasma : public testing::Test {
         owned black(bitmap_alloc2(width, height, bpp));
         return bitmapfx_simple(plasma, black.get());
     }
-    rgbscalar saved_source{}, saved_target{};
+    fxtest::parameter_snapshot keep_{plasma};
     message_capture capture;
 };
 
@@ -117,6 +109,16 @@ TEST_F(Plasma, CloudsAreSmoothAndGrowFromBlackCorners) {
             }
         }
     EXPECT_GT(levels.size(), 100u);
+    // The edges are drawn like the rest, not left at the lower clamp.
+    for (int edge : {0, 128}) {
+        int column = 0, row = 0;
+        for (int i = 0; i < 129; ++i) {
+            column = std::max<int>(column, bitmap_boffset(image.get(), edge, i)[0]);
+            row = std::max<int>(row, bitmap_boffset(image.get(), i, edge)[0]);
+        }
+        EXPECT_GT(column, 1) << "column " << edge;
+        EXPECT_GT(row, 1) << "row " << edge;
+    }
     // Neighbours differ by a few levels; white noise would average about 85.
     EXPECT_LT(static_cast<double>(steps) / count, 12.0);
 }
