@@ -291,6 +291,7 @@ TEST_F(Distort, FilterIterationsRepeatTheKernel) {
     fxtest::parameter_snapshot keep(driver("filter"));
     set("filter", "file", "");
     set("filter", "name", "blur");
+    set("filter", "iterations", "1");
     owned source = picture(24, 16);
     owned once = run("filter", source.get());
     owned twice = run("filter", once.get());
