@@ -194,6 +194,7 @@ const bad_kernel bad_kernels[] = {
     {"huge-weight.filter", 2, "weight is not a number (or beyond 1000000)"},
     {"unknown-setting.filter", 2, "unknown setting"},
     {"size-twice.filter", 2, "setting given twice"},
+    {"long-name.filter", 1, "name must have 1 to 63 characters"},
     {"late-setting.filter", 3, "settings must come before the weights"},
     {"empty.filter", 3, "no size given"},
     {"long-line.filter", 1, "line is longer than 1024 characters"},
