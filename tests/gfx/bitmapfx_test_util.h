@@ -10,13 +10,24 @@
 #include "xmath/xrand.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
 namespace fxtest {
+
+// A test name made of a driver's name or a label: all but letters and digits
+// become '_'.
+inline std::string test_name(std::string name) {
+    for (char &c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c)))
+            c = '_';
+    return name;
+}
 
 using kill_bitmap = bitmap_killer;
 using owned = bitmap_ptr;
@@ -149,5 +160,50 @@ inline bitmap *plasma_picture(int width, int height, std::uint32_t seed = 7u) {
     owned black(bitmap_alloc2(width, height, 24));
     return bitmapfx_simple(&bitmapfx_plasma_standard_driver, black.get());
 }
+
+// Hides a registered driver from the look-ups while it lives (its name is
+// changed to one nobody asks for).
+class hidden_driver {
+  public:
+    explicit hidden_driver(const char *name) : driver_(bitmapfx_find_driver(name)) {
+        if (driver_) {
+            name_ = driver_->name;
+            driver_->name = "hidden by a test";
+        }
+    }
+    ~hidden_driver() {
+        if (driver_)
+            driver_->name = name_;
+    }
+    hidden_driver(const hidden_driver &) = delete;
+    hidden_driver &operator=(const hidden_driver &) = delete;
+
+  private:
+    bitmapfx_driver *driver_;
+    const char *name_ = nullptr;
+};
+
+// Gives a registered driver other procedures while it lives.
+class swapped_procedures {
+  public:
+    swapped_procedures(const char *name, const bitmapfx_procedure *procedures)
+        : driver_(bitmapfx_find_driver(name)) {
+        if (driver_) {
+            saved_ = driver_->proc_list;
+            driver_->proc_list = procedures;
+        }
+    }
+    ~swapped_procedures() {
+        if (driver_)
+            driver_->proc_list = saved_;
+    }
+    swapped_procedures(const swapped_procedures &) = delete;
+    swapped_procedures &operator=(const swapped_procedures &) = delete;
+    bool active() const { return driver_ != nullptr; }
+
+  private:
+    bitmapfx_driver *driver_;
+    const bitmapfx_procedure *saved_ = nullptr;
+};
 
 } // namespace fxtest

@@ -1,10 +1,10 @@
 // The contract every built-in effect keeps, run over the registration list:
 // at every depth and on tiny and ordinary pictures the source is left alone,
 // the target has the documented size and depth, a seed fixes the bytes (also
-// after "rand"), and the effect does something.  Drivers differ from the
+// after "rand"), the effect does something, and what "rand" draws can be kept
+// in a preset.  Drivers differ from the
 // default expectations only through their row in `facts` below.
 #include "gfx/bitmapfx_test_util.h"
-#include "gfx/ray_standins.h"
 #include "support/capture.h"
 
 #include <algorithm>
@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -105,9 +106,6 @@ const driver_facts facts[] = {
              const std::int32_t iterations = 300;
              bitmapfx_talk(driver, "iterations", &iterations);
          }},
-    // Runs the background and flare effects it names.
-    {.name = "raytrace",
-     .prepare = [](bitmapfx_driver *, const bitmap *) { fxtest::register_ray_standins(); }},
 };
 // clang-format on
 
@@ -195,13 +193,63 @@ TEST_P(EffectContract, ChangesAnOrdinaryPicture) {
     EXPECT_FALSE(bitmap_compare(source.get(), target.get(), 1)) << "the target is a copy";
 }
 
+// A saved preset must load back what "rand" drew: every value it stores
+// prints to text that scans back to the same bytes.
+TEST_P(EffectContract, RandStoresValuesThatPrintAndScanBack) {
+    if (!bitmapfx_is_subproc(driver_, "rand"))
+        GTEST_SKIP() << "draws nothing";
+    fxtest::parameter_snapshot keep(driver_);
+    for (std::uint32_t seed = 1; seed <= 25; ++seed) {
+        fxtest::seeded_random random(seed);
+        bitmapfx_call(driver_, "rand");
+        for (bitmapfx_parameter *p = driver_->param_list; p->key; ++p) {
+            if (!p->write_flag)
+                continue;
+            char text[DTYPE_TEXT_MAX];
+            bitmapfx_print_parameter(p, text);
+            const std::string drawn(static_cast<const char *>(p->value), p->size);
+            ASSERT_EQ(bitmapfx_shout(driver_->name, p->key, text), 1) << p->key << " " << text;
+            EXPECT_EQ(std::string(static_cast<const char *>(p->value), p->size), drawn)
+                << "seed " << seed << ": " << p->key << " prints as '" << text
+                << "', which scans back as another value";
+        }
+    }
+}
+
+// Every number a driver keeps, set alone to zero, a negative, an end of its
+// range or not a number: each run ends with a picture within the limits or a
+// clear error, never a crash, a hang or a huge allocation.
+TEST_P(EffectContract, ExtremeValuesGiveAPictureOrAClearError) {
+    const owned sources[] = {picture(1, 1, 24), picture(1, 9, 24), picture(9, 1, 24)};
+    for (bitmapfx_parameter *p = driver_->param_list; p->key; ++p) {
+        std::vector<const char *> values = {"0", "-1", "-2147483648", "2147483647"};
+        if (p->type == DTYPE_DOUBLE)
+            values = {"0", "-1", "1e-300", "-1e300", "1e300", "nan", "inf"};
+        else if (p->type == DTYPE_FLOAT)
+            values = {"0", "-1", "1e-30", "-1e30", "1e30", "nan", "inf"};
+        else if (p->type != DTYPE_INT || !p->write_flag)
+            continue;
+        for (const char *value : values)
+            for (const owned &source : sources) {
+                SCOPED_TRACE(testing::Message() << p->key << " = " << value << " on "
+                                                << source->xsize << "x" << source->ysize);
+                fxtest::parameter_snapshot keep(driver_);
+                message_capture messages;
+                if (facts_->prepare)
+                    facts_->prepare(driver_, source.get());
+                ASSERT_EQ(bitmapfx_shout(driver_->name, p->key, value), 1);
+                owned result;
+                error_of([&] { result.reset(bitmapfx_simple(driver_, source.get())); });
+                bitmapfx_reset(driver_);
+                if (result)
+                    EXPECT_LE(std::uint64_t{result->xsize} * result->ysize, BITMAP_MAX_PIXELS);
+                else
+                    EXPECT_FALSE(messages.errors.empty()) << "no picture and no error";
+            }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Builtin, EffectContract, testing::ValuesIn(builtin_names()),
-                         [](const testing::TestParamInfo<std::string> &info) {
-                             std::string name = info.param;
-                             for (char &c : name)
-                                 if (!std::isalnum(static_cast<unsigned char>(c)))
-                                     c = '_';
-                             return name;
-                         });
+                         [](const auto &info) { return fxtest::test_name(info.param); });
 
 } // namespace

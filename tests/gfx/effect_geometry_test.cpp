@@ -23,15 +23,18 @@ struct step {
     std::function<void(bitmapfx_driver *)> settings = nullptr;
 };
 
-template <class T> std::function<void(bitmapfx_driver *)> set(const char *key, T value) {
-    return [key, value](bitmapfx_driver *driver) { bitmapfx_talk(driver, key, &value); };
+using i32 = std::int32_t;
+constexpr i32 least = std::numeric_limits<i32>::min(), most = std::numeric_limits<i32>::max();
+
+// Settings as key, value, key, value...
+void put(bitmapfx_driver *) {}
+template <class T, class... More>
+void put(bitmapfx_driver *driver, const char *key, T value, More... more) {
+    bitmapfx_talk(driver, key, &value);
+    put(driver, more...);
 }
-template <class T, class U>
-std::function<void(bitmapfx_driver *)> set(const char *key1, T value1, const char *key2, U value2) {
-    return [=](bitmapfx_driver *driver) {
-        bitmapfx_talk(driver, key1, &value1);
-        bitmapfx_talk(driver, key2, &value2);
-    };
+template <class... Pairs> std::function<void(bitmapfx_driver *)> set(Pairs... pairs) {
+    return [=](bitmapfx_driver *driver) { put(driver, pairs...); };
 }
 
 owned run(const step &s, const bitmap *source) {
@@ -43,6 +46,13 @@ owned run(const step &s, const bitmap *source) {
     if (s.settings)
         s.settings(driver);
     return owned(bitmapfx_simple(driver, source));
+}
+
+step scale_to(i32 width, i32 height) {
+    return {"scale", set("new_xsize", width, "new_ysize", height)};
+}
+step rectangle(i32 x0, i32 y0, i32 x1, i32 y1) {
+    return {"rectangle.get", set("xmin", x0, "ymin", y0, "xmax", x1, "ymax", y1)};
 }
 
 owned run_all(const std::vector<step> &steps, const bitmap *source) {
@@ -117,20 +127,16 @@ const same_picture same_pictures[] = {
     {"resizing by 1 turned by 270 degrees",
      {{"resize", set("degrees", 270.0, "scale", 1.0)}},
      {{"rotate.90.ccw"}}},
-    {"scaling to the same size",
-     {{"scale", set("new_xsize", std::int32_t{7}, "new_ysize", std::int32_t{5})}},
-     {}},
+    {"scaling to the same size", {scale_to(7, 5)}, {}},
     {"offsetting by the picture's size with wrap",
-     {{"offset", set("xoff", std::int32_t{7}, "yoff", std::int32_t{-10})}},
+     {{"offset", set("xoff", i32{7}, "yoff", i32{-10})}},
      {}},
     {"offsetting round and back",
-     {{"offset", set("xoff", std::int32_t{3}, "yoff", std::int32_t{2})},
-      {"offset", set("xoff", std::int32_t{-3}, "yoff", std::int32_t{-2})}},
+     {{"offset", set("xoff", i32{3}, "yoff", i32{2})},
+      {"offset", set("xoff", i32{-3}, "yoff", i32{-2})}},
      {}},
-    {"cropping nothing", {{"crop", set("clip_x", std::int32_t{0}, "clip_y", std::int32_t{0})}}, {}},
-    {"a border of nothing",
-     {{"border", set("border_x", std::int32_t{0}, "border_y", std::int32_t{0})}},
-     {}},
+    {"cropping nothing", {{"crop", set("clip_x", i32{0}, "clip_y", i32{0})}}, {}},
+    {"a border of nothing", {{"border", set("border_x", i32{0}, "border_y", i32{0})}}, {}},
 };
 
 TEST_F(Geometry, TwoWaysToTheSamePictureAgreeAtEveryDepth) {
@@ -165,9 +171,7 @@ TEST_F(Geometry, ScalingAFlatPictureKeepsItFlat) {
         for (int y = 0; y < 48; ++y)
             for (int x = 0; x < 64; ++x)
                 fxtest::put_rgb(flat.get(), x, y, 201, 99, 7);
-        owned scaled =
-            run({"scale", set("new_xsize", std::int32_t{width}, "new_ysize", std::int32_t{height})},
-                flat.get());
+        owned scaled = run(scale_to(width, height), flat.get());
         ASSERT_NE(scaled, nullptr);
         ASSERT_EQ(scaled->xsize, static_cast<std::uint32_t>(width));
         for (int y = 0; y < height; ++y)
@@ -185,8 +189,7 @@ TEST_F(Geometry, ShrinkingAveragesAreasAndGrowingKeepsTheEnds) {
             const int level = (x + y) % 2 ? 255 : 0;
             fxtest::put_rgb(checker.get(), x, y, level, level, level);
         }
-    owned halved = run({"scale", set("new_xsize", std::int32_t{4}, "new_ysize", std::int32_t{4})},
-                       checker.get());
+    owned halved = run(scale_to(4, 4), checker.get());
     for (int y = 0; y < 4; ++y)
         for (int x = 0; x < 4; ++x)
             EXPECT_EQ(bitmap_boffset(halved.get(), x, y)[0], 128) << x << "," << y;
@@ -195,75 +198,35 @@ TEST_F(Geometry, ShrinkingAveragesAreasAndGrowingKeepsTheEnds) {
     owned ramp(bitmap_alloc2(2, 1, 24));
     fxtest::put_rgb(ramp.get(), 0, 0, 0, 0, 0);
     fxtest::put_rgb(ramp.get(), 1, 0, 200, 200, 200);
-    owned grown =
-        run({"scale", set("new_xsize", std::int32_t{8}, "new_ysize", std::int32_t{1})}, ramp.get());
+    owned grown = run(scale_to(8, 1), ramp.get());
     EXPECT_EQ(bitmap_boffset(grown.get(), 0, 0)[0], 0);
     EXPECT_EQ(bitmap_boffset(grown.get(), 7, 0)[0], 200);
     for (int x = 1; x < 8; ++x)
         EXPECT_LE(bitmap_boffset(grown.get(), x - 1, 0)[0], bitmap_boffset(grown.get(), x, 0)[0]);
 }
 
-// A part of the picture as its own picture.
+// A part of the picture as its own picture: the source pixels expected.
 struct cut_out {
-    const char *what;
     step cut;
-    int x0, y0, width, height; // the source pixels expected
+    int x0, y0, width, height;
 };
 
 const cut_out cut_outs[] = {
-    {"crop", {"crop", set("clip_x", std::int32_t{2}, "clip_y", std::int32_t{1})}, 2, 1, 3, 3},
-    {"crop larger than the picture",
-     {"crop", set("clip_x", std::int32_t{100}, "clip_y", std::int32_t{1})},
-     3,
-     1,
-     1,
-     3},
-    {"rectangle",
-     {"rectangle.get",
-      [](bitmapfx_driver *d) {
-          set("xmin", std::int32_t{1}, "ymin", std::int32_t{2})(d);
-          set("xmax", std::int32_t{5}, "ymax", std::int32_t{3})(d);
-      }},
-     1,
-     2,
-     5,
-     2},
-    {"rectangle with its corners swapped",
-     {"rectangle.get",
-      [](bitmapfx_driver *d) {
-          set("xmin", std::int32_t{5}, "ymin", std::int32_t{3})(d);
-          set("xmax", std::int32_t{1}, "ymax", std::int32_t{2})(d);
-      }},
-     1,
-     2,
-     5,
-     2},
-    {"rectangle reaching beyond the picture",
-     {"rectangle.get",
-      [](bitmapfx_driver *d) {
-          set("xmin", std::numeric_limits<std::int32_t>::min(), "ymin", std::int32_t{4})(d);
-          set("xmax", std::numeric_limits<std::int32_t>::max(), "ymax", std::int32_t{40})(d);
-      }},
-     0,
-     4,
-     7,
-     1},
-    {"offset without wrap",
-     {"offset",
-      [](bitmapfx_driver *d) {
-          set("xoff", std::int32_t{-2}, "yoff", std::int32_t{0})(d);
-          set("wrap", std::int32_t{0})(d);
-      }},
-     2,
-     0,
-     5,
-     5},
+    {{"crop", set("clip_x", i32{2}, "clip_y", i32{1})}, 2, 1, 3, 3},
+    {{"crop", set("clip_x", i32{100}, "clip_y", i32{1})}, 3, 1, 1, 3}, // larger than the picture
+    {rectangle(1, 2, 5, 3), 1, 2, 5, 2},
+    // Corners swapped.
+    {rectangle(5, 3, 1, 2), 1, 2, 5, 2},
+    // Reaching beyond the picture.
+    {rectangle(least, 4, most, 40), 0, 4, 7, 1},
+    {{"offset", set("xoff", i32{-2}, "yoff", i32{0}, "wrap", i32{0})}, 2, 0, 5, 5},
 };
 
 TEST_F(Geometry, CutsPickTheRightPixelsAtEveryDepth) {
     for (const cut_out &row : cut_outs)
         for (int bpp : {8, 15, 16, 24, 32}) {
-            SCOPED_TRACE(testing::Message() << row.what << ", " << bpp << " bpp");
+            SCOPED_TRACE(testing::Message()
+                         << row.cut.driver << " row " << &row - cut_outs << ", " << bpp << " bpp");
             owned source = picture(bpp);
             owned cut = run(row.cut, source.get());
             ASSERT_NE(cut, nullptr);
@@ -281,12 +244,8 @@ TEST_F(Geometry, CutsPickTheRightPixelsAtEveryDepth) {
 
 TEST_F(Geometry, OffsetWithoutWrapLeavesBlack) {
     owned source = picture(24);
-    owned moved = run({"offset",
-                       [](bitmapfx_driver *d) {
-                           set("xoff", std::int32_t{3}, "yoff", std::int32_t{-9})(d);
-                           set("wrap", std::int32_t{0})(d);
-                       }},
-                      source.get());
+    owned moved =
+        run({"offset", set("xoff", i32{3}, "yoff", i32{-9}, "wrap", i32{0})}, source.get());
     for (int y = 0; y < 5; ++y)
         for (int x = 0; x < 7; ++x)
             ASSERT_EQ(pixel(moved.get(), x, y), 0u) << x << "," << y;
@@ -297,11 +256,7 @@ TEST_F(Geometry, BorderPixelsHaveTheBorderColourAtEveryDepth) {
     for (int bpp : {8, 15, 16, 24, 32}) {
         SCOPED_TRACE(testing::Message() << bpp << " bpp");
         owned source = picture(bpp);
-        owned framed = run({"border",
-                            [&](bitmapfx_driver *d) {
-                                set("border_x", std::int32_t{3}, "border_y", std::int32_t{2})(d);
-                                set("color", colour)(d);
-                            }},
+        owned framed = run({"border", set("border_x", i32{3}, "border_y", i32{2}, "color", colour)},
                            source.get());
         ASSERT_NE(framed, nullptr);
         ASSERT_EQ(framed->xsize, 13u);
@@ -317,6 +272,18 @@ TEST_F(Geometry, BorderPixelsHaveTheBorderColourAtEveryDepth) {
                     << x << "," << y;
             }
     }
+}
+
+// A border colour the palette holds already takes no new entry.
+TEST_F(Geometry, BorderOfAPaletteColourKeepsThePalette) {
+    owned indexed = picture(8);
+    const colormap_entry first = indexed->cmap->entry[0];
+    const rgbpack colour = {static_cast<std::uint8_t>(first.r), static_cast<std::uint8_t>(first.g),
+                            static_cast<std::uint8_t>(first.b)};
+    owned framed = run({"border", set("border_x", i32{1}, "border_y", i32{1}, "color", colour)},
+                       indexed.get());
+    ASSERT_NE(framed, nullptr);
+    EXPECT_EQ(framed->cmap->size, indexed->cmap->size);
 }
 
 // Neighbours (the last column beside the first, the last row above the
@@ -349,7 +316,6 @@ TEST_F(Geometry, TilesMeetWithoutASeam) {
 // Inputs with no ordinary answer: a result of a size within the limits, a
 // warning or a clear error, never a crash.
 struct degenerate {
-    const char *what;
     step s;
     int width, height;                  // the source
     const char *error = nullptr;        // part of the error expected, or none
@@ -359,125 +325,45 @@ struct degenerate {
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
+constexpr double tiny = std::numeric_limits<double>::denorm_min(); // its inverse overflows
+const char *const finite = "must be a finite number", *const positive = "positive finite number";
+const char *const limits = "beyond the bitmap limits", *const negative = "must not be negative";
 
 const degenerate degenerates[] = {
-    {"a one-pixel column turned", {"rotate.arbitrary"}, 1, 9, nullptr, nullptr, 6, 9},
-    {"a one-pixel row scaled", {"scale"}, 9, 1, nullptr, nullptr, 640, 71},
-    {"a one-pixel column resized", {"resize"}, 1, 9, nullptr, nullptr, 1, 5},
-    {"a one-pixel column tiled", {"tile.auto"}, 1, 9, nullptr, nullptr, 1, 9},
-    {"a one-pixel row laid in rectangles", {"tile.rectangle"}, 9, 1, nullptr, nullptr, 9, 1},
-    {"a one-pixel column made seamless", {"tiler"}, 1, 9, nullptr, nullptr, 1, 9},
-    {"an angle that is not a number",
-     {"rotate.arbitrary", set("degrees", nan)},
-     7,
-     5,
-     "must be a finite number"},
-    {"an infinite angle",
-     {"rotate.arbitrary.centered", set("degrees", infinity)},
-     7,
-     5,
-     "must be a finite number"},
-    {"a huge angle", {"rotate.arbitrary", set("degrees", 1e300)}, 7, 5},
-    {"a scale of 0", {"rotate.arbitrary.scale", set("scale", 0.0)}, 7, 5, "other than 0"},
-    {"a vanishing scale",
-     {"rotate.arbitrary.scale", set("scale", 1e-300)},
-     7,
-     5,
-     nullptr,
-     nullptr,
-     7,
-     5},
-    {"a scale whose inverse overflows",
-     {"rotate.arbitrary.scale", set("scale", std::numeric_limits<double>::denorm_min())},
-     7,
-     5,
-     nullptr,
-     nullptr,
-     7,
-     5},
-    {"a huge scale", {"rotate.arbitrary.scale", set("scale", 1e300)}, 7, 5, nullptr, nullptr, 7, 5},
-    {"resizing by 0", {"resize", set("scale", 0.0)}, 7, 5, "positive finite number"},
-    {"resizing by a negative factor",
-     {"resize", set("scale", -2.0)},
-     7,
-     5,
-     "positive finite number"},
-    {"resizing by not a number", {"resize", set("scale", nan)}, 7, 5, "positive finite number"},
-    {"resizing to almost nothing",
-     {"resize", set("degrees", 30.0, "scale", 1e-9)},
-     7,
-     5,
-     nullptr,
-     nullptr,
-     1,
-     1},
-    {"resizing beyond the limits",
-     {"resize", set("scale", 1e9)},
-     65535,
-     1,
-     nullptr,
-     "beyond the bitmap limits",
-     65535,
-     1},
-    {"scaling to nothing",
-     {"scale", set("new_xsize", std::int32_t{0}, "new_ysize", std::int32_t{0})},
-     7,
-     5,
-     "sizes must be positive"},
-    {"scaling to a negative size",
-     {"scale", set("new_xsize", std::int32_t{-4}, "new_ysize", std::int32_t{3})},
-     7,
-     5,
-     "sizes must be positive"},
-    {"scaling beyond the limits",
-     {"scale", set("new_xsize", std::int32_t{100000}, "new_ysize", std::int32_t{1})},
-     64,
-     1,
-     nullptr,
-     "beyond the bitmap limits",
-     65535,
-     1},
-    {"cropping a negative edge",
-     {"crop", set("clip_x", std::int32_t{-1})},
-     7,
-     5,
-     "must not be negative"},
-    {"a negative border",
-     {"border", set("border_y", std::int32_t{-1})},
-     7,
-     5,
-     "must not be negative"},
-    {"a border beyond the limits",
-     {"border", set("border_x", most, "border_y", std::int32_t{0})},
-     1,
-     1,
-     nullptr,
-     "beyond the bitmap limits",
-     65535,
-     1},
-    {"negative tiles", {"tile.auto", set("xsize", std::int32_t{-5})}, 7, 5, "must not be negative"},
-    {"tiles larger than the picture",
-     {"tile.auto", set("xsize", most, "ysize", most)},
-     7,
-     5,
-     nullptr,
-     nullptr,
-     7,
-     5},
-    {"the farthest offset with wrap",
-     {"offset", set("xoff", std::numeric_limits<std::int32_t>::min(), "yoff", most)},
-     7,
-     5,
-     nullptr,
-     nullptr,
-     7,
-     5},
+    // One pixel wide or high.
+    {{"rotate.arbitrary"}, 1, 9, nullptr, nullptr, 6, 9},
+    {{"scale"}, 9, 1, nullptr, nullptr, 640, 71},
+    {{"resize"}, 1, 9, nullptr, nullptr, 1, 5},
+    {{"tile.auto"}, 1, 9, nullptr, nullptr, 1, 9},
+    {{"tile.rectangle"}, 9, 1, nullptr, nullptr, 9, 1},
+    {{"tiler"}, 1, 9, nullptr, nullptr, 1, 9},
+    // Angles and scales.
+    {{"rotate.arbitrary", set("degrees", nan)}, 7, 5, finite},
+    {{"rotate.arbitrary.centered", set("degrees", infinity)}, 7, 5, finite},
+    {{"rotate.arbitrary.scale", set("scale", 0.0)}, 7, 5, "other than 0"},
+    {{"rotate.arbitrary.scale", set("scale", 1e-300)}, 7, 5, nullptr, nullptr, 7, 5},
+    {{"rotate.arbitrary.scale", set("scale", tiny)}, 7, 5, nullptr, nullptr, 7, 5},
+    {{"rotate.arbitrary.scale", set("scale", 1e300)}, 7, 5, nullptr, nullptr, 7, 5},
+    {{"resize", set("scale", 0.0)}, 7, 5, positive},
+    {{"resize", set("scale", -2.0)}, 7, 5, positive},
+    {{"resize", set("scale", nan)}, 7, 5, positive},
+    {{"resize", set("degrees", 30.0, "scale", 1e-9)}, 7, 5, nullptr, nullptr, 1, 1},
+    {{"resize", set("scale", 1e9)}, 65535, 1, nullptr, limits, 65535, 1},
+    // Sizes and edges.
+    {scale_to(0, 0), 7, 5, "sizes must be positive"},
+    {scale_to(-4, 3), 7, 5, "sizes must be positive"},
+    {scale_to(100000, 1), 64, 1, nullptr, limits, 65535, 1},
+    {{"crop", set("clip_x", i32{-1})}, 7, 5, negative},
+    {{"border", set("border_y", i32{-1})}, 7, 5, negative},
+    {{"border", set("border_x", most, "border_y", i32{0})}, 1, 1, nullptr, limits, 65535, 1},
+    {{"tile.auto", set("xsize", i32{-5})}, 7, 5, negative},
+    {{"tile.auto", set("xsize", most, "ysize", most)}, 7, 5, nullptr, nullptr, 7, 5},
+    {{"offset", set("xoff", least, "yoff", most)}, 7, 5, nullptr, nullptr, 7, 5}, // wraps
 };
 
 TEST_F(Geometry, DegenerateInputsGiveAResultOrAClearMessage) {
     for (const degenerate &row : degenerates) {
-        SCOPED_TRACE(row.what);
+        SCOPED_TRACE(testing::Message() << row.s.driver << ", row " << &row - degenerates);
         owned source(fxtest::gradient(std::max(row.width, 2), std::max(row.height, 2)));
         if (row.width < 2 || row.height < 2)
             source.reset(bitmap_alloc2(row.width, row.height, 24));

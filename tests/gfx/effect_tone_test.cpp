@@ -126,6 +126,16 @@ TEST_F(EffectTone, BlursToldNotToBlurLeaveThePicture) {
     }
 }
 
+// A symmetric kernel commutes with a flip: a tap left out on one side shows.
+TEST_F(EffectTone, GaussianBlurCommutesWithFlips) {
+    owned source = photo(40, 30, 24);
+    for (const char *flip : {"flip.vertical", "flip.horizontal"}) {
+        owned flipped_blur = run(flip, run("blur.gaussian", source.get(), {{"size", "9"}}).get());
+        owned blurred_flip = run("blur.gaussian", run(flip, source.get()).get(), {{"size", "9"}});
+        EXPECT_TRUE(bitmap_compare(flipped_blur.get(), blurred_flip.get(), 1)) << flip;
+    }
+}
+
 TEST_F(EffectTone, EveryEffectKeepsTheAlphaByte) {
     const char *names[] = {"blur.simple",
                            "blur.gaussian",
@@ -334,7 +344,8 @@ TEST_F(EffectTone, EmbossOwnsTheBumpMapItMakes) {
     put_parameter(emboss, "bump_bitmap", nullptr);
 }
 
-// Settings far outside what makes sense, on pictures one pixel wide or high:
+// Settings far outside what makes sense, together, on pictures one pixel
+// wide or high (the contract suite sets every number alone to its extremes):
 // a picture and at most a warning, never a crash, hang or huge allocation.
 struct degenerate_case {
     const char *name;
@@ -342,11 +353,8 @@ struct degenerate_case {
 };
 
 const degenerate_case degenerate[] = {
-    {"blur.simple", {{"div", "0"}}},
     {"blur.simple", {{"div", "-7"}}},
-    {"blur.simple", {{"div", "2000000000"}}},
-    {"blur.gaussian", {{"size", "-3"}}},
-    {"blur.gaussian", {{"size", "2000000000"}}},
+    {"greyscale", {{"grey", "r:0 g:0 b:0"}}},
     {"blur.random", {{"kernel_min", "2000000000"}, {"kernel_max", "-2000000000"}}},
     {"motion-blur.linear", {{"shift", "1e300"}, {"angle", "1e300"}}},
     {"motion-blur.linear", {{"shift", "-40"}, {"angle", "-1e-300"}}},
@@ -357,13 +365,7 @@ const degenerate_case degenerate[] = {
     {"edge-detect",
      {{"type", "9"}, {"pa", "-1"}, {"pc1", "100"}, {"pc2", "-100"}, {"sd", "1e300"}}},
     {"edge-detect", {{"merge", "1e300"}, {"sd", "-1"}, {"color", "false"}}},
-    {"equalize", {{"gamma", "0"}}},
-    {"gamma-correct", {{"amount", "-1"}}},
-    {"gamma-correct", {{"amount", "1e300"}}},
-    {"dim-or-flash", {{"percentage", "-1e300"}}},
     {"random-flash", {{"min_percentage", "1e300"}, {"max_percentage", "-1e300"}}},
-    {"greyscale", {{"grey", "r:0 g:0 b:0"}}},
-    {"photo.positive", {{"gamma", "0"}}},
 };
 
 TEST_F(EffectTone, DegenerateSettingsAndShapesGiveAPicture) {
@@ -382,6 +384,13 @@ TEST_F(EffectTone, DegenerateSettingsAndShapesGiveAPicture) {
     EXPECT_TRUE(capture.warned("out of range"));
     EXPECT_TRUE(capture.warned("unusable"));
     EXPECT_TRUE(capture.warned("must be positive"));
+    // Any one edge setting out of range is said.
+    owned small = photo(4, 3, 24);
+    for (const char *key : {"pa", "pc1", "pc2", "sd", "merge"}) {
+        message_capture alone;
+        run("edge-detect", small.get(), {{key, "-1"}});
+        EXPECT_TRUE(alone.warned("edge settings out of range")) << key;
+    }
 }
 
 } // namespace

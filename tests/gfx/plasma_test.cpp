@@ -18,15 +18,7 @@ bitmapfx_driver *const plasma = &bitmapfx_plasma_standard_driver;
 
 class Plasma : public testing::Test {
   protected:
-    void SetUp() override {
-        fxtest::register_library_effects();
-        saved_source = *static_cast<rgbscalar *>(bitmapfx_talk(plasma, "sblend", nullptr));
-        saved_target = *static_cast<rgbscalar *>(bitmapfx_talk(plasma, "tblend", nullptr));
-    }
-    void TearDown() override {
-        bitmapfx_talk(plasma, "sblend", &saved_source);
-        bitmapfx_talk(plasma, "tblend", &saved_target);
-    }
+    static void SetUpTestSuite() { fxtest::register_library_effects(); }
     static void blend(double source, double target) {
         rgbscalar s{source, source, source}, t{target, target, target};
         bitmapfx_talk(plasma, "sblend", &s);
@@ -39,19 +31,11 @@ class Plasma : public testing::Test {
         owned black(bitmap_alloc2(width, height, bpp));
         return bitmapfx_simple(plasma, black.get());
     }
-    rgbscalar saved_source{}, saved_target{};
+    fxtest::parameter_snapshot keep_{plasma};
     message_capture capture;
 };
 
 } // namespace
-
-TEST_F(Plasma, DefaultsAndRecord) {
-    EXPECT_STREQ(plasma->comment, "render plasma clouds");
-    EXPECT_STREQ(plasma->preset, "$path.presets$/standard-plasma.preset");
-    EXPECT_EQ(saved_source.r, 0.25);
-    EXPECT_EQ(saved_source.b, 0.25);
-    EXPECT_EQ(saved_target.g, 0.75);
-}
 
 TEST_F(Plasma, TinyPicturesStayAtTheLowerClamp) {
     for (int bpp : {24, 32})
@@ -125,26 +109,23 @@ TEST_F(Plasma, CloudsAreSmoothAndGrowFromBlackCorners) {
             }
         }
     EXPECT_GT(levels.size(), 100u);
+    // The edges are drawn like the rest, not left at the lower clamp.
+    for (int edge : {0, 128}) {
+        int column = 0, row = 0;
+        for (int i = 0; i < 129; ++i) {
+            column = std::max<int>(column, bitmap_boffset(image.get(), edge, i)[0]);
+            row = std::max<int>(row, bitmap_boffset(image.get(), i, edge)[0]);
+        }
+        EXPECT_GT(column, 1) << "column " << edge;
+        EXPECT_GT(row, 1) << "row " << edge;
+    }
     // Neighbours differ by a few levels; white noise would average about 85.
     EXPECT_LT(static_cast<double>(steps) / count, 12.0);
 }
 
-TEST_F(Plasma, ASeedFixesThePicture) {
+// The same seed giving the same bytes is the effect contract's.
+TEST_F(Plasma, AnotherSeedGivesOtherClouds) {
     owned first(clouds(64, 40, 1234, 32));
-    owned again(clouds(64, 40, 1234, 32));
     owned other(clouds(64, 40, 1235, 32));
-    EXPECT_EQ(bitmap_compare(first.get(), again.get(), 1), 1);
     EXPECT_EQ(bitmap_compare(first.get(), other.get(), 1), 0);
-}
-
-TEST_F(Plasma, PaletteBitmapsGoThroughTrueColour) {
-    owned indexed(bitmap_alloc2(40, 30, 8));
-    indexed->cmap = colormap_alloc(1);
-    seeded_random random(5);
-    owned result(bitmapfx_simple(plasma, indexed.get()));
-    ASSERT_NE(result, nullptr);
-    EXPECT_EQ(result->bpp, 8);
-    ASSERT_NE(result->cmap, nullptr);
-    EXPECT_GT(result->cmap->size, 1);
-    EXPECT_TRUE(capture.said("from 8 to 32 bpp for driver 'plasma.standard'"));
 }

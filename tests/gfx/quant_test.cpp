@@ -19,27 +19,11 @@ namespace {
 bitmapfx_driver *const fast = &bitmapfx_quant_fast_driver;
 bitmapfx_driver *const slow = &bitmapfx_quant_slow_driver;
 
-// Sets a quantiser's parameters for the life of the guard.
-class settings {
-  public:
-    settings(bitmapfx_driver *driver, int colors, int dither) : driver_(driver) {
-        saved_colors_ = *static_cast<std::int32_t *>(bitmapfx_talk(driver, "max_colors", nullptr));
-        saved_dither_ = *static_cast<std::int32_t *>(bitmapfx_talk(driver, "dither", nullptr));
-        bitmapfx_talk(driver, "max_colors", &colors);
-        bitmapfx_talk(driver, "dither", &dither);
-    }
-    ~settings() {
-        bitmapfx_talk(driver_, "max_colors", &saved_colors_);
-        bitmapfx_talk(driver_, "dither", &saved_dither_);
-    }
-
-  private:
-    bitmapfx_driver *driver_;
-    std::int32_t saved_colors_, saved_dither_;
-};
-
-bitmap *quantise(bitmapfx_driver *driver, const bitmap *image, int colors, int dither = 0) {
-    settings set(driver, colors, dither);
+bitmap *quantise(bitmapfx_driver *driver, const bitmap *image, std::int32_t colors,
+                 std::int32_t dither = 0) {
+    fxtest::parameter_snapshot keep(driver);
+    bitmapfx_talk(driver, "max_colors", &colors);
+    bitmapfx_talk(driver, "dither", &dither);
     return bitmapfx_simple(driver, image);
 }
 
@@ -102,14 +86,6 @@ class Quantiser : public testing::Test {
 };
 
 } // namespace
-
-TEST_F(Quantiser, DriverRecords) {
-    EXPECT_STREQ(fast->comment, "fast (medium quality) quantization");
-    EXPECT_STREQ(slow->comment, "slow (good quality) quantization");
-    EXPECT_EQ(bitmapfx_supports(fast, "out", 8), 1);
-    EXPECT_EQ(bitmapfx_supports(slow, "in", 32), 1);
-    EXPECT_EQ(bitmapfx_supports(slow, "out", 24), 0);
-}
 
 TEST_F(Quantiser, FewColoursAreKeptExactly) {
     // Two of the colours share every histogram cell: only an exact palette
