@@ -1,9 +1,9 @@
 // "raytrace": one whole picture of the default scene (16 spheres, 3 squares,
 // 4 lights), per background kind, size and thread count.  Modes 1 to 3 are
 // the gradient backgrounds; mode 4 adds the plasma clouds and one background
-// effect (the registered one, or the copying stand-in where the effect is
-// not built).
-#include "../../tests/gfx/ray_standins.h"
+// effect.
+#include "../../tests/gfx/bitmapfx_test_util.h"
+#include "gfx/2d/bitmap/effects/ray/raytrace.h"
 
 #include <benchmark/benchmark.h>
 
@@ -22,7 +22,7 @@ std::uint32_t seed_for_mode(int mode, std::uint32_t from) {
 }
 
 void BM_raytrace(benchmark::State &state) {
-    fxtest::register_ray_standins();
+    fxtest::register_library_effects();
     progress_hook([](double) {});
     const int width = static_cast<int>(state.range(0)), height = static_cast<int>(state.range(1));
     const int mode = static_cast<int>(state.range(3));
