@@ -1,10 +1,9 @@
 // The generator's sequences are checked against numbers computed outside
-// this code base: a short Python model written from the documented algorithm
-// (seeding by x' = 1103515245·x + 12345 with 10 × degree discarded draws, the
-// additive feedback with its two taps, the reductions and scalings of xrand,
-// xrand_mm, xrand_fmm, xrand_bool and the polar method), using exact rational
-// arithmetic for the scaled values.  The same model, seeded with 1, reproduces
-// the built-in table word for word.
+// this code base by tools/xrand_model.py, a short model written from the
+// documented algorithm (seeding, additive feedback, the reductions and
+// scalings, the polar method) with exact rational arithmetic; run it to
+// regenerate every expected value below.  Seeded with 1 it also reproduces the
+// built-in table word for word.
 #include "support/capture.h"
 #include "xmath_test_support.h"
 
