@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
+#include <utility>
 
 namespace {
 
@@ -62,33 +63,28 @@ TEST(LogTargetDeathTest, QuestionsLogTheirAnswer) {
         testing::ExitedWithCode(0), "");
 }
 
-TEST(ErrorChannelDeathTest, ConsolePrintsTheLineThenAborts) {
-    EXPECT_EXIT(
-        XERROR("bad thing %d", 7), testing::ExitedWithCode(0),
-        "Lumivane/handler.error/test.message \\[./tests/core/message_test.c\\([0-9]+\\)\\]: "
-        "bad thing 7\n.*was aborted.*message : bad thing 7");
-}
-
-TEST(ErrorChannelDeathTest, LogTargetWritesTheFileThenAborts) {
+// Every target ends the program after an error; "nil" without the message.
+TEST(ErrorChannelDeathTest, EveryTargetAborts) {
     scratch_directory scratch;
-    EXPECT_EXIT(
-        {
-            xerror_override("log");
-            XERROR("logged %s", "error");
-        },
-        testing::ExitedWithCode(0), "message : logged error");
-    EXPECT_NE(read_file("error.logfile").find("]: logged error\n"), std::string::npos)
+    const std::pair<const char *, const char *> targets[] = {
+        {"con", "Lumivane/handler.error/test.message \\[./tests/core/message_test.c\\([0-9]+\\)"
+                "\\]: shown 7\n.*was aborted.*message : shown 7"},
+        {"log", "message : shown 7"},
+        {"aux", "message : shown 7"},
+        {"nil", "no additional message provided"},
+    };
+    for (const auto &[target, shown] : targets) {
+        EXPECT_EXIT(
+            {
+                xerror_override(target);
+                XERROR("shown %d", 7);
+                std::_Exit(5); // never reached
+            },
+            testing::ExitedWithCode(0), shown)
+            << target;
+    }
+    EXPECT_NE(read_file("error.logfile").find("]: shown 7\n"), std::string::npos)
         << "the child shares this program's scratch folder";
-}
-
-TEST(ErrorChannelDeathTest, NilStillEndsTheProgramWithoutTheMessage) {
-    EXPECT_EXIT(
-        {
-            xerror_override("nil");
-            XERROR("secret %d", 1);
-            std::_Exit(5); // never reached
-        },
-        testing::ExitedWithCode(0), "no additional message provided");
     EXPECT_EXIT(
         {
             if (!std::freopen("nil.txt", "w", stderr))
@@ -100,6 +96,8 @@ TEST(ErrorChannelDeathTest, NilStillEndsTheProgramWithoutTheMessage) {
     std::string shown = read_file("nil.txt");
     EXPECT_NE(shown.find("was aborted"), std::string::npos);
     EXPECT_EQ(shown.find("secret"), std::string::npos);
+    EXPECT_EXIT(xerror("f.c", 1, "id", nullptr), testing::ExitedWithCode(0),
+                "message : xassert\\(format\\) failed");
 }
 
 TEST(ErrorChannelDeathTest, UnwritableLogAbortsAtOnce) {
@@ -112,20 +110,6 @@ TEST(ErrorChannelDeathTest, UnwritableLogAbortsAtOnce) {
             XERROR("cannot be logged");
         },
         testing::ExitedWithCode(0), "message : NULL != \\(stream = fopen\\(logfile, \"a\"\\)\\)");
-}
-
-TEST(ErrorChannelDeathTest, MissingFormatAbortsImmediately) {
-    EXPECT_EXIT(xerror("f.c", 1, "id", nullptr), testing::ExitedWithCode(0),
-                "message : xassert\\(format\\) failed");
-}
-
-TEST(ErrorChannelDeathTest, AuxTargetAbortsAfterTheSystemLog) {
-    EXPECT_EXIT(
-        {
-            xerror_override("aux");
-            XERROR("to the system log");
-        },
-        testing::ExitedWithCode(0), "message : to the system log");
 }
 
 TEST(Overrides, UnknownTargetNameIsAnError) {
