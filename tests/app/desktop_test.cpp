@@ -19,10 +19,6 @@
 
 namespace {
 
-bool has(const std::string &text, const std::string &part) {
-    return text.find(part) != std::string::npos;
-}
-
 // An asymmetric picture: swapped channels, flips and off-by-one scaling all
 // show.
 rgb_picture test_picture(int width, int height) {
