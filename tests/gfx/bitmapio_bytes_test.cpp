@@ -137,6 +137,23 @@ TEST_F(ByteFields, WriterMovesLargeBlocks) {
     EXPECT_EQ(file_bytes("out.bin").size(), 370001u);
 }
 
+TEST_F(ByteFields, ReadingAFileThatCannotBeOpenedFailsWithTheAskedReport) {
+    const message_origin origin{"bytes_test.c", 1, "test"};
+    bool called = false;
+    auto read = [&](byte_reader &) { called = true; };
+    EXPECT_FALSE(read_file(origin, "absent.bin", {}, read));
+    EXPECT_FALSE(read_file(origin, "absent.bin", {"cannot open %s", false, nullptr}, read));
+    EXPECT_TRUE(messages.warned("cannot open absent.bin"));
+    EXPECT_EQ(error_of([&] {
+                  read_file(origin, "absent.bin", {"no %s", true, nullptr}, read);
+              }),
+              "no absent.bin");
+    EXPECT_FALSE(called);
+    write_file("present.bin", "x");
+    EXPECT_TRUE(read_file(origin, "present.bin", {}, read));
+    EXPECT_TRUE(called);
+}
+
 TEST_F(ByteFields, PartialFilesGoButDevicesStay) {
     write_file("partial.tga", "half");
     remove_partial_file("partial.tga");
