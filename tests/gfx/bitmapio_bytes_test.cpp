@@ -47,7 +47,7 @@ TEST(ByteOrder, FieldsAtAnAddress) {
 }
 
 TEST_F(ByteFields, ReaderKnowsTheSizeAndFailsShortReadsWhole) {
-    put_file("in.bin", {1, 2, 3, 4, 5, 6, 7});
+    write_file("in.bin", "\1\2\3\4\5\6\7");
     stream_ptr stream = open("in.bin", "rb");
     ASSERT_TRUE(stream);
     byte_reader in(stream.get());
@@ -69,7 +69,7 @@ TEST_F(ByteFields, ReaderKnowsTheSizeAndFailsShortReadsWhole) {
 }
 
 TEST_F(ByteFields, ReaderSeeksSkipsAndScans) {
-    put_file("in.bin", as_bytes("ab cd"));
+    write_file("in.bin", "ab cd");
     stream_ptr stream = open("in.bin", "rb");
     byte_reader in(stream.get());
     EXPECT_EQ(in.peek(), 'a');
@@ -91,7 +91,7 @@ TEST_F(ByteFields, ReaderCrossesItsBlocks) {
     std::vector<std::uint8_t> bytes(200000);
     for (std::size_t i = 0; i < bytes.size(); ++i)
         bytes[i] = static_cast<std::uint8_t>(i * 7);
-    put_file("big.bin", bytes);
+    write_file("big.bin", std::string(bytes.begin(), bytes.end()));
     stream_ptr stream = open("big.bin", "rb");
     byte_reader in(stream.get());
     std::vector<std::uint8_t> got(150000);
