@@ -210,33 +210,12 @@ private_display::~private_display() {
 }
 
 void write_bmp(const std::string &file, const rgb_picture &picture) {
-    const std::uint32_t row = (static_cast<std::uint32_t>(picture.width) * 3 + 3) & ~3u;
-    const std::uint32_t data = row * static_cast<std::uint32_t>(picture.height);
-    std::vector<std::uint8_t> bytes(54 + data, 0);
-    auto put32 = [&](std::size_t at, std::uint32_t value) {
-        for (int i = 0; i < 4; ++i)
-            bytes[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
-    };
-    bytes[0] = 'B';
-    bytes[1] = 'M';
-    put32(2, static_cast<std::uint32_t>(bytes.size()));
-    put32(10, 54);
-    put32(14, 40);
-    put32(18, static_cast<std::uint32_t>(picture.width));
-    put32(22, static_cast<std::uint32_t>(picture.height));
-    bytes[26] = 1;
-    bytes[28] = 24;
-    put32(34, data);
-    for (int y = 0; y < picture.height; ++y) {
-        std::uint8_t *out = bytes.data() + 54 + (picture.height - 1 - y) * row;
-        for (int x = 0; x < picture.width; ++x, out += 3) {
-            const std::uint8_t *in = picture.at(x, y);
-            out[0] = in[2];
-            out[1] = in[1];
-            out[2] = in[0];
-        }
-    }
-    write_file(file, std::string(bytes.begin(), bytes.end()));
+    const std::string size = std::to_string(picture.width) + "x" + std::to_string(picture.height);
+    run_result made = run_child(
+        "convert", {"-size", size, "-depth", "8", "rgb:-", "-type", "TrueColor", "bmp3:" + file},
+        {}, "", std::string(picture.bytes.begin(), picture.bytes.end()));
+    if (made.status != 0)
+        throw std::runtime_error("ImageMagick could not write " + file + ": " + made.err);
 }
 
 rgb_picture read_with_imagemagick(const std::string &file) {

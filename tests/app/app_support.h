@@ -26,6 +26,10 @@ run_result run_child(const std::string &program, const std::vector<std::string> 
                      const environment &set = {}, const std::string &folder = "",
                      const std::string &input = "");
 
+inline bool has(const std::string &text, const std::string &part) {
+    return text.find(part) != std::string::npos;
+}
+
 // The built program and setter.
 std::string program_path();
 std::string setroot_path();
@@ -76,7 +80,7 @@ struct rgb_picture {
     }
 };
 
-// Writes an uncompressed 24-bit Windows bitmap.
+// Writes an uncompressed 24-bit Windows bitmap (with ImageMagick).
 void write_bmp(const std::string &file, const rgb_picture &picture);
 // Reads any picture with ImageMagick (as an outside judge of the files).
 rgb_picture read_with_imagemagick(const std::string &file);

@@ -19,10 +19,6 @@
 
 namespace {
 
-bool has(const std::string &text, const std::string &part) {
-    return text.find(part) != std::string::npos;
-}
-
 // An asymmetric picture: swapped channels, flips and off-by-one scaling all
 // show.
 rgb_picture test_picture(int width, int height) {
@@ -143,31 +139,21 @@ std::pair<unsigned, unsigned> pixmap_size(const std::string &name, Pixmap pixmap
     return {width, height};
 }
 
-struct server_resources {
-    int clients;
-    long pixmaps;
-    bool operator==(const server_resources &) const = default;
-};
-
-std::ostream &operator<<(std::ostream &out, const server_resources &r) {
-    return out << r.clients << " clients, " << r.pixmaps << " pixmaps";
-}
-
 // Clients and pixmaps the server holds, the asking connection included.
-server_resources resources(const std::string &name) {
+std::pair<int, long> resources(const std::string &name) {
     connection display = open(name);
     int count = 0;
     XResClient *clients = nullptr;
     XResQueryClients(display.get(), &count, &clients);
     const Atom pixmap_type = XInternAtom(display.get(), "PIXMAP", False);
-    server_resources found{count, 0};
+    std::pair<int, long> found{count, 0};
     for (int i = 0; i < count; ++i) {
         int kinds = 0;
         XResType *types = nullptr;
         XResQueryClientResources(display.get(), clients[i].resource_base, &kinds, &types);
         for (int k = 0; k < kinds; ++k)
             if (types[k].resource_type == pixmap_type)
-                found.pixmaps += types[k].count;
+                found.second += types[k].count;
         XFree(types);
     }
     XFree(clients);
@@ -263,12 +249,12 @@ TEST(Setroot, LeavesOnePixmapAndNoClientBehind) {
     scratch_directory scratch;
     write_bmp("picture.bmp", test_picture(16, 12));
     private_display server(64, 48, 24);
-    const server_resources before = resources(server.name());
+    const auto before = resources(server.name());
 
     ASSERT_EQ(setroot({"picture.bmp"}, server.name()).status, 0);
-    const server_resources after_one = resources(server.name());
-    EXPECT_EQ(after_one.clients, before.clients + 1) << "the setter's retained connection";
-    EXPECT_EQ(after_one.pixmaps, before.pixmaps + 1);
+    const auto after_one = resources(server.name());
+    EXPECT_EQ(after_one.first, before.first + 1) << "the setter's retained connection";
+    EXPECT_EQ(after_one.second, before.second + 1) << "pixmaps";
     connection display = open(server.name());
     const Pixmap first = root_property(display.get(), "_XROOTPMAP_ID");
     EXPECT_NE(first, static_cast<Pixmap>(None));

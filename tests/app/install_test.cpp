@@ -15,10 +15,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool has(const std::string &text, const std::string &part) {
-    return text.find(part) != std::string::npos;
-}
-
 // The configuration writer quotes only values with blanks.
 bool alias_is(const std::string &config, const std::string &key, const std::string &value) {
     std::istringstream lines(config);

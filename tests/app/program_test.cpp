@@ -26,10 +26,6 @@ class Program : public testing::Test {
     }
 };
 
-bool has(const std::string &text, const std::string &part) {
-    return text.find(part) != std::string::npos;
-}
-
 TEST_F(Program, ListingsEndTheProgramAtOnce) {
     struct row {
         const char *option;
@@ -156,19 +152,6 @@ TEST_F(Program, RunsTheCommandOnEachSavedPicture) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(file("record.txt"), "shot0000.tga\n");
     EXPECT_EQ(read_with_imagemagick(scratch.path() + "/shot0000.tga").width, 320);
-}
-
-TEST_F(Program, AFixedSeedRepeatsTheRun) {
-    REQUIRE_TRACER();
-    set_config_value(config, "seed.rand", "12345");
-    std::vector<std::string> pictures;
-    for (int round = 0; round < 2; ++round) {
-        ASSERT_EQ(run({"-d", "-m", "2", "-x", "96", "-y", "64", "-s", "p%d.tga"}).status, 0);
-        pictures.push_back(file("p0.tga") + file("p1.tga"));
-    }
-    ASSERT_FALSE(pictures[0].empty());
-    EXPECT_TRUE(pictures[0] == pictures[1]) << "the same seed gives the same bytes";
-    EXPECT_NE(file("p0.tga"), file("p1.tga")) << "two pictures of one run differ";
 }
 
 } // namespace

@@ -61,7 +61,7 @@ std::vector<option_read> read_all(std::vector<std::string> words,
     getopt_state state = {1, 1, 0, nullptr};
     std::vector<option_read> result;
     for (int key; (key = getopt_get(line.argc(), line.argv(), rows, &state)) != -1;)
-        result.push_back({key, state.argument ? state.argument : "<none>"});
+        result.push_back({key, state.argument ? state.argument : "-"});
     return result;
 }
 
@@ -86,42 +86,62 @@ class Getopt : public testing::Test {
     message_capture capture;
 };
 
-TEST_F(Getopt, ShortGroupedAndLongOptions) {
-    std::vector<option_read> expected = {{'d', "<none>"}, {'h', "<none>"}, {'x', "640"},
-                                         {'x', "320"},    {'s', "a b"},    {'d', "<none>"},
-                                         {'x', "12"},     {'f', "1.5"}};
-    EXPECT_EQ(read_all({"-dh", "-x", "640", "-x320", "-s", "a b", "-no_display", "-xres", "12",
-                        "-factor", "1.5"}),
-              expected);
-}
-
-TEST_F(Getopt, GroupEndsWithAnOptionTakingTheRest) {
-    std::vector<option_read> expected = {{'d', "<none>"}, {'x', "42"}, {'q', "<none>"}};
-    EXPECT_EQ(read_all({"-dx42", "-q"}), expected);
-}
-
-TEST_F(Getopt, ArgumentsAfterTheFirstNonOptionAreNotRead) {
-    std::vector<option_read> expected = {{'d', "<none>"}};
-    EXPECT_EQ(read_all({"-d", "picture.tga", "-h"}), expected);
-    EXPECT_EQ(read_all({"-d", "-", "-h"}), expected) << "a lone dash is no option";
-}
-
-TEST_F(Getopt, DoubleDashEndsTheOptions) {
-    command_line line({"-d", "--", "-h"});
-    getopt_state state = {1, 1, 0, nullptr};
-    EXPECT_EQ(getopt_get(line.argc(), line.argv(), table, &state), 'd');
-    EXPECT_EQ(getopt_get(line.argc(), line.argv(), table, &state), -1);
-    EXPECT_EQ(state.index, 3) << "the \"--\" is consumed";
-}
-
-TEST_F(Getopt, ReaderStartsAfreshAfterTheEnd) {
-    std::vector<option_read> expected = {{'d', "<none>"}};
-    EXPECT_EQ(read_all({"-d"}), expected);
-    EXPECT_EQ(read_all({"-d"}), expected);
+// What a command line reads as: the options with their arguments ("-" when
+// none), or the error it raises.
+TEST_F(Getopt, ReadsOptionsOrNamesTheFault) {
+    const getopt_option no_colon[] = {{"x", "<value>", "xres", "", nullptr}, {}};
+    const getopt_option bad_type[] = {{"x:i", "<value>", "xres", "", nullptr}, {}};
+    const getopt_option no_type[] = {{"x:", nullptr, "xres", "", nullptr}, {}};
+    const getopt_option dashed[] = {{"x", nullptr, "x-res", "", nullptr}, {}};
+    write_file("blank", "; a comment\n# another\n\n-x 640\r\n-d\n");
+    struct row {
+        std::vector<std::string> words;
+        std::vector<option_read> reads = {};
+        std::string error = "";
+        const getopt_option *rows = table;
+    };
+    const row rows[] = {
+        {.words = {"-dh", "-x", "640", "-x320", "-s", "a b", "-no_display", "-xres", "12",
+                   "-factor", "1.5"},
+         .reads = {{'d', "-"},
+                   {'h', "-"},
+                   {'x', "640"},
+                   {'x', "320"},
+                   {'s', "a b"},
+                   {'d', "-"},
+                   {'x', "12"},
+                   {'f', "1.5"}}},
+        {.words = {"-dx42", "-q"}, .reads = {{'d', "-"}, {'x', "42"}, {'q', "-"}}},
+        // Reading stops at the first word that is no option (a lone dash too).
+        {.words = {"-d", "picture.tga", "-h"}, .reads = {{'d', "-"}}},
+        {.words = {"-d", "-", "-h"}, .reads = {{'d', "-"}}},
+        {.words = {"-d", "--", "-h"}, .reads = {{'d', "-"}}},
+        // A response line keeps its blank as part of one argument.
+        {.words = {"@blank", "-q"}, .reads = {{'x', " 640"}, {'d', "-"}, {'q', "-"}}},
+        {.words = {"-x"}, .error = "command line option '-x' ('-xres') requires an argument"},
+        {.words = {"-xres"}, .error = "command line option '-x' ('-xres') requires an argument"},
+        {.words = {"-x", "12a"}, .error = "expecting integer, got '12a' in option '-x' ('-xres')"},
+        {.words = {"-f", "one"}, .error = "expecting float, got 'one' in option '-f' ('-factor')"},
+        {.words = {"-dz"}, .error = "illegal command line option '-z' ('-unknown')"},
+        // Long names are compared whole: -xre is the short -x with "re".
+        {.words = {"-xre", "1"}, .error = "expecting integer, got 're' in option '-x' ('-xres')"},
+        {.words = {"-x"}, .error = "missing ':' in key string (x)", .rows = no_colon},
+        {.words = {"-x"}, .error = "invalid character 'i' in key string (x:i)", .rows = bad_type},
+        {.words = {"-x"}, .error = "missing ':' in key string (x:)", .rows = no_type},
+        {.words = {"-x"}, .error = "invalid character '-' in string", .rows = dashed},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(testing::PrintToString(r.words));
+        std::vector<option_read> reads;
+        EXPECT_EQ(error_of([&] { reads = read_all(r.words, r.rows); }), r.error);
+        EXPECT_EQ(reads, r.reads);
+    }
+    // The reader starts afresh after the end.
+    EXPECT_EQ(read_all({"-d"}), (std::vector<option_read>{{'d', "-"}}));
 }
 
 TEST_F(Getopt, StateRecordFollowsTheReader) {
-    command_line line({"-x", "7", "-d"});
+    command_line line({"-x", "7", "-d", "--", "-h"});
     getopt_state state = {1, 1, 0, nullptr};
     EXPECT_EQ(getopt_get(line.argc(), line.argv(), table, &state), 'x');
     EXPECT_EQ(state.key, 'x');
@@ -131,44 +151,16 @@ TEST_F(Getopt, StateRecordFollowsTheReader) {
     EXPECT_EQ(state.argument, nullptr);
     EXPECT_EQ(state.error, 1);
     EXPECT_EQ(getopt_get(line.argc(), line.argv(), table, &state), -1);
-}
-
-TEST_F(Getopt, ErrorsNameTheOption) {
-    EXPECT_EQ(error_reading({"-x"}), "command line option '-x' ('-xres') requires an argument");
-    EXPECT_EQ(error_reading({"-xres"}), "command line option '-x' ('-xres') requires an argument");
-    EXPECT_EQ(error_reading({"-x", "12a"}),
-              "expecting integer, got '12a' in option '-x' ('-xres')");
-    EXPECT_EQ(error_reading({"-f", "one"}),
-              "expecting float, got 'one' in option '-f' ('-factor')");
-    EXPECT_EQ(error_reading({"-dz"}), "illegal command line option '-z' ('-unknown')");
-    EXPECT_EQ(error_reading({"-xre", "1"}), "expecting integer, got 're' in option '-x' ('-xres')")
-        << "long names are compared whole: -xre is the short -x with \"re\"";
-}
-
-TEST_F(Getopt, TableIsChecked) {
-    const getopt_option no_colon[] = {{"x", "<value>", "xres", "", nullptr}, {}};
-    const getopt_option bad_type[] = {{"x:i", "<value>", "xres", "", nullptr}, {}};
-    const getopt_option no_type[] = {{"x:", nullptr, "xres", "", nullptr}, {}};
-    const getopt_option dashed[] = {{"x", nullptr, "x-res", "", nullptr}, {}};
-    EXPECT_EQ(error_reading({"-x"}, no_colon), "missing ':' in key string (x)");
-    EXPECT_EQ(error_reading({"-x"}, bad_type), "invalid character 'i' in key string (x:i)");
-    EXPECT_EQ(error_reading({"-x"}, no_type), "missing ':' in key string (x:)");
-    EXPECT_EQ(error_reading({"-x"}, dashed), "invalid character '-' in string");
+    EXPECT_EQ(state.index, 5) << "the \"--\" is consumed";
 }
 
 TEST_F(Getopt, ResponseFileStoresThenRestoresTheCommandLine) {
-    std::vector<option_read> expected = {{'x', "640"}, {'s', "two words"}, {'d', "<none>"}};
+    std::vector<option_read> expected = {{'x', "640"}, {'s', "two words"}, {'d', "-"}};
     EXPECT_EQ(read_all({"-x", "640", "@opts", "-s", "two words", "-d"}), expected);
     EXPECT_TRUE(capture.said("using \"opts\" as response file (storing)"));
     EXPECT_EQ(read_file("opts"), "-x\n640\n\n-s\ntwo words\n-d\n");
     EXPECT_EQ(read_all({"@opts"}), expected);
     EXPECT_TRUE(capture.said("using \"opts\" as response file (restoring)"));
-}
-
-TEST_F(Getopt, ResponseFileLineWithABlankStaysOneArgument) {
-    write_file("opts", "; a comment\n# another\n\n-x 640\r\n-d\n");
-    std::vector<option_read> expected = {{'x', " 640"}, {'d', "<none>"}, {'q', "<none>"}};
-    EXPECT_EQ(read_all({"@opts", "-q"}), expected);
 }
 
 TEST_F(Getopt, ResponseFileLimitsItsLines) {
@@ -184,7 +176,7 @@ TEST_F(Getopt, ResponseFileLimitsItsLines) {
 
 TEST_F(Getopt, EnvironmentWordsFollowTheCommandLine) {
     environment_guard variable("lumivane_env", "  -x 800\t-d  ");
-    std::vector<option_read> expected = {{'q', "<none>"}, {'x', "800"}, {'d', "<none>"}};
+    std::vector<option_read> expected = {{'q', "-"}, {'x', "800"}, {'d', "-"}};
     EXPECT_EQ(read_all({"-q"}), expected);
 }
 

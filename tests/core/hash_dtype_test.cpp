@@ -85,18 +85,6 @@ TEST(TypedValues, StringsCopyWholeAndRefuseOverlongTexts) {
     EXPECT_NE(error_of([&] { dtype_scan(DTYPE_STRING, overlong.c_str(), back.data()); }), "");
 }
 
-TEST(TypedValues, TableShape) {
-    const char *names[] = {"char",  "uchar", "short",  "ushort",      "int",  "uint",  "long",
-                           "ulong", "float", "double", "long double", "bool", "string"};
-    const std::uint32_t sizes[] = {1, 1, 2, 2, 4, 4, 4, 4, 4, 8, 12, 4, 4096};
-    for (std::uint32_t code = 1; code <= 13; ++code) {
-        EXPECT_STREQ(standard_types[code - 1].name, names[code - 1]);
-        EXPECT_EQ(standard_types[code - 1].code, code);
-        EXPECT_EQ(dtype_size(code), sizes[code - 1]);
-    }
-    EXPECT_EQ(standard_types[13].name, nullptr);
-}
-
 TEST(TypedValues, ScanFailuresAreReported) {
     message_capture capture;
     std::int32_t value = 7;

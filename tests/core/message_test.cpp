@@ -1,11 +1,13 @@
 #include "core/message.h"
 #include "support/capture.h"
+#include "support/child.h"
 #include "support/scratch.h"
 
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
+#include <utility>
 
 namespace {
 
@@ -31,64 +33,54 @@ void with_keys(const char *keys) {
 } // namespace
 
 // The log files are deleted on a channel's first use in a run, so these run in
-// a fresh process of their own ("threadsafe" death tests re-run the program).
-TEST(LogTargetDeathTest, DeletesOnFirstUseThenAppendsLines) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
+// a fresh process of their own.
+TEST(LogTarget, DeletesOnFirstUseThenAppendsLines) {
+    expect_in_child(
+        [] {
             write_file("warning.logfile", "left over from an earlier run\n");
             warning_log("src.c", 12, "ident", "first %d", 1);
             warning_log("src.c", 13, nullptr, "second %s", "two");
-            bool same = read_file("warning.logfile") ==
-                        "Lumivane/handler.warning/ident [src.c(12)]: first 1\n"
-                        "Lumivane/handler.warning/<annonymous> [src.c(13)]: second two\n";
-            std::_Exit(same ? 0 : 1);
+            std::fprintf(stderr, "[%s]", read_file("warning.logfile").c_str());
         },
-        testing::ExitedWithCode(0), "");
+        "\\[Lumivane/handler.warning/ident \\[src.c\\(12\\)\\]: first 1\n"
+        "Lumivane/handler.warning/<annonymous> \\[src.c\\(13\\)\\]: second two\n\\]");
 }
 
-TEST(LogTargetDeathTest, QuestionsLogTheirAnswer) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            int first = question_log("q.c", 5, "ident", yes_no, "overwrite '%s' ?", "a.tga");
-            int chosen = question_log("q.c", 6, "ident", default_no, "again ?");
-            bool same = read_file("question.logfile") ==
-                        "Lumivane/handler.question/ident [q.c(5)]: overwrite 'a.tga' ? returning "
-                        "'y' (0x79)\n"
-                        "Lumivane/handler.question/ident [q.c(6)]: again ? returning 'n' (0x6e)\n";
-            std::_Exit(same && first == 'y' && chosen == 'n' ? 0 : 1);
+TEST(LogTarget, QuestionsLogTheirAnswer) {
+    expect_in_child(
+        [] {
+            const int first = question_log("q.c", 5, "ident", yes_no, "overwrite '%s' ?", "a.tga");
+            const int chosen = question_log("q.c", 6, "ident", default_no, "again ?");
+            std::fprintf(stderr, "[%c%c][%s]", first, chosen,
+                         read_file("question.logfile").c_str());
         },
-        testing::ExitedWithCode(0), "");
+        "\\[yn\\]\\[Lumivane/handler.question/ident \\[q.c\\(5\\)\\]: overwrite 'a.tga' \\? "
+        "returning 'y' \\(0x79\\)\nLumivane/handler.question/ident \\[q.c\\(6\\)\\]: again \\? "
+        "returning 'n' \\(0x6e\\)\n\\]");
 }
 
-TEST(ErrorChannelDeathTest, ConsolePrintsTheLineThenAborts) {
-    EXPECT_EXIT(
-        XERROR("bad thing %d", 7), testing::ExitedWithCode(0),
-        "Lumivane/handler.error/test.message \\[./tests/core/message_test.c\\([0-9]+\\)\\]: "
-        "bad thing 7\n.*was aborted.*message : bad thing 7");
-}
-
-TEST(ErrorChannelDeathTest, LogTargetWritesTheFileThenAborts) {
+// Every target ends the program after an error; "nil" without the message.
+TEST(ErrorChannelDeathTest, EveryTargetAborts) {
     scratch_directory scratch;
-    EXPECT_EXIT(
-        {
-            xerror_override("log");
-            XERROR("logged %s", "error");
-        },
-        testing::ExitedWithCode(0), "message : logged error");
-    EXPECT_NE(read_file("error.logfile").find("]: logged error\n"), std::string::npos)
+    const std::pair<const char *, const char *> targets[] = {
+        {"con", "Lumivane/handler.error/test.message \\[./tests/core/message_test.c\\([0-9]+\\)"
+                "\\]: shown 7\n.*was aborted.*message : shown 7"},
+        {"log", "message : shown 7"},
+        {"aux", "message : shown 7"},
+        {"nil", "no additional message provided"},
+    };
+    for (const auto &[target, shown] : targets) {
+        EXPECT_EXIT(
+            {
+                xerror_override(target);
+                XERROR("shown %d", 7);
+                std::_Exit(5); // never reached
+            },
+            testing::ExitedWithCode(0), shown)
+            << target;
+    }
+    EXPECT_NE(read_file("error.logfile").find("]: shown 7\n"), std::string::npos)
         << "the child shares this program's scratch folder";
-}
-
-TEST(ErrorChannelDeathTest, NilStillEndsTheProgramWithoutTheMessage) {
-    EXPECT_EXIT(
-        {
-            xerror_override("nil");
-            XERROR("secret %d", 1);
-            std::_Exit(5); // never reached
-        },
-        testing::ExitedWithCode(0), "no additional message provided");
     EXPECT_EXIT(
         {
             if (!std::freopen("nil.txt", "w", stderr))
@@ -100,6 +92,8 @@ TEST(ErrorChannelDeathTest, NilStillEndsTheProgramWithoutTheMessage) {
     std::string shown = read_file("nil.txt");
     EXPECT_NE(shown.find("was aborted"), std::string::npos);
     EXPECT_EQ(shown.find("secret"), std::string::npos);
+    EXPECT_EXIT(xerror("f.c", 1, "id", nullptr), testing::ExitedWithCode(0),
+                "message : xassert\\(format\\) failed");
 }
 
 TEST(ErrorChannelDeathTest, UnwritableLogAbortsAtOnce) {
@@ -112,20 +106,6 @@ TEST(ErrorChannelDeathTest, UnwritableLogAbortsAtOnce) {
             XERROR("cannot be logged");
         },
         testing::ExitedWithCode(0), "message : NULL != \\(stream = fopen\\(logfile, \"a\"\\)\\)");
-}
-
-TEST(ErrorChannelDeathTest, MissingFormatAbortsImmediately) {
-    EXPECT_EXIT(xerror("f.c", 1, "id", nullptr), testing::ExitedWithCode(0),
-                "message : xassert\\(format\\) failed");
-}
-
-TEST(ErrorChannelDeathTest, AuxTargetAbortsAfterTheSystemLog) {
-    EXPECT_EXIT(
-        {
-            xerror_override("aux");
-            XERROR("to the system log");
-        },
-        testing::ExitedWithCode(0), "message : to the system log");
 }
 
 TEST(Overrides, UnknownTargetNameIsAnError) {

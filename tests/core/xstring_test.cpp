@@ -9,6 +9,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 
 TEST(WildcardMatch, EitherTextMayBeThePattern) {
     EXPECT_TRUE(xstring_match("in*", "in24"));
@@ -86,20 +87,15 @@ TEST(Compare, ExactAndCaseInsensitiveForms) {
 }
 
 TEST(Numbers, EveryForm) {
-    int ok = -1;
-    EXPECT_EQ(xatoi("1Fh", &ok), 31);
-    EXPECT_EQ(ok, 1);
-    EXPECT_EQ(xatoi("0x1F", &ok), 31);
-    EXPECT_EQ(ok, 1);
-    EXPECT_EQ(xatoi("0X1f", &ok), 31);
-    EXPECT_EQ(xatoi("'A'", &ok), 65);
-    EXPECT_EQ(ok, 1);
-    EXPECT_EQ(xatoi("-12", &ok), -12);
-    EXPECT_EQ(xatoi("+12", &ok), 12);
-    EXPECT_EQ(xatoi("-0x10", &ok), -16);
-    EXPECT_EQ(ok, 1);
-    EXPECT_EQ(xatoi(" 640", &ok), 640);
-    EXPECT_EQ(ok, 1);
+    const std::pair<const char *, int> forms[] = {
+        {"1Fh", 31},  {"0x1F", 31}, {"0X1f", 31},   {"'A'", 65},
+        {"-12", -12}, {"+12", 12},  {"-0x10", -16}, {" 640", 640},
+    };
+    for (const auto &[text, value] : forms) {
+        int ok = -1;
+        EXPECT_EQ(xatoi(text, &ok), value) << text;
+        EXPECT_EQ(ok, 1) << text;
+    }
 }
 
 TEST(Numbers, FailuresClearOk) {

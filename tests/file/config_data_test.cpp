@@ -5,7 +5,6 @@
 #include "core/memio/memio.h"
 #include "file/config.h"
 #include "file/config_test_setup.h"
-#include "file/cookie.h"
 #include "support/capture.h"
 #include "support/scratch.h"
 #include "xmath/xrand.h"
@@ -13,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -100,13 +98,6 @@ TEST_F(ConfigData, ValuesReadAsTheirTypes) {
                     type == "aux")
             << key << " = " << type;
     }
-}
-
-TEST_F(ConfigData, ShippedCookiesAreReachable) {
-    const char *text = cookie_get(0);
-    ASSERT_NE(text, nullptr);
-    EXPECT_GT(std::strlen(text), 0u);
-    EXPECT_FALSE(capture.warned("failed to open cookie"));
 }
 
 TEST_F(ConfigData, RunWritesTheCopyAndTheSeedSurvivesARefresh) {

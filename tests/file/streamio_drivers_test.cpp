@@ -22,6 +22,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 static constexpr const char *source_file = "streamio_drivers_test.cpp";
 
@@ -72,39 +73,43 @@ TEST_F(StreamDrivers, EveryCheckedDriverSharesTheAccessCheck) {
     EXPECT_EQ(read_file("exists.txt"), "old") << "asking changes nothing";
 }
 
-TEST_F(StreamDrivers, SaferioAsksBeforeOverwriting) {
-    write_file("exists.txt", "old contents");
-    capture.answers = {'y'};
-    auto stream = open_stream("exists.txt", "w");
-    ASSERT_TRUE(stream);
-    EXPECT_EQ(stream->driver, &saferio_driver);
-    ASSERT_EQ(capture.questions.size(), 1u);
-    EXPECT_EQ(capture.questions[0].text, "saferio: overwrite file 'exists.txt' ?");
-    EXPECT_EQ(capture.questions[0].ident, "streamio::safer");
-    EXPECT_EQ(read_file("exists.txt"), "");
-}
-
-TEST_F(StreamDrivers, AnswerNoPassesTheFileToTheNextDrivers) {
-    write_file("exists.txt", "old");
-    capture.answers = {'n', 'n'};
-    auto stream = open_stream("exists.txt", "w");
-    ASSERT_TRUE(stream);
-    // "safeio" asks again, then "stdio" takes every file: "no" alone does not
-    // stop the overwrite.
-    ASSERT_EQ(capture.questions.size(), 2u);
-    EXPECT_EQ(capture.questions[0].text, "saferio: overwrite file 'exists.txt' ?");
-    EXPECT_EQ(capture.questions[1].text, "safeio: overwrite file 'exists.txt' ?");
-    EXPECT_EQ(stream->driver, &stdio_driver);
-}
-
-TEST_F(StreamDrivers, BackupAndOverwriteKeepsTheOldContents) {
-    std::string folder = backup_folder();
-    write_file("exists.txt", "previous version");
-    capture.answers = {'b'};
-    auto stream = open_stream("exists.txt", "w");
-    ASSERT_TRUE(stream);
-    EXPECT_EQ(stream->driver, &saferio_driver);
-    EXPECT_EQ(read_file(folder + "/exists.txt"), "previous version");
+// An open for writing over an existing file asks "saferio" first: yes
+// overwrites, backup keeps the old contents first, and no passes the file on
+// ("safeio" asks again, then "stdio" takes every file: "no" alone does not
+// stop the overwrite).
+TEST_F(StreamDrivers, TheOverwriteAnswerChoosesTheDriver) {
+    const std::string folder = backup_folder();
+    struct row {
+        std::deque<int> answers;
+        const streamio_driver *driver;
+        std::vector<std::string> asked;
+    };
+    const row rows[] = {
+        {{'y'}, &saferio_driver, {"saferio: overwrite file 'exists.txt' ?"}},
+        {{'b'}, &saferio_driver, {"saferio: overwrite file 'exists.txt' ?"}},
+        {{'n', 'n'},
+         &stdio_driver,
+         {"saferio: overwrite file 'exists.txt' ?", "safeio: overwrite file 'exists.txt' ?"}},
+    };
+    for (const row &r : rows) {
+        write_file("exists.txt", "previous version");
+        std::filesystem::remove(folder + "/exists.txt");
+        capture.questions.clear();
+        capture.answers = r.answers;
+        auto stream = open_stream("exists.txt", "w");
+        ASSERT_TRUE(stream);
+        EXPECT_EQ(stream->driver, r.driver) << r.answers[0];
+        std::vector<std::string> asked;
+        for (const captured_message &question : capture.questions)
+            asked.push_back(question.text);
+        ASSERT_FALSE(asked.empty());
+        EXPECT_EQ(capture.questions[0].ident, "streamio::safer");
+        EXPECT_EQ(asked, r.asked);
+        EXPECT_EQ(read_file("exists.txt"), "");
+        const std::string backup = folder + "/exists.txt";
+        EXPECT_EQ(file_exists(backup) ? read_file(backup) : "(none)",
+                  r.answers[0] == 'b' ? "previous version" : "(none)");
+    }
 }
 
 TEST_F(StreamDrivers, AnUnknownAnswerIsAnAssertion) {

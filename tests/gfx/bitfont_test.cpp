@@ -1,6 +1,6 @@
 // The bitmap font: glyph orientation, pen movement, spacing, the putpixel
 // hook and loading font files through the stream layer.
-#include "file/streamio/drivers.h"
+#include "file/config_test_setup.h"
 #include "file/streamio/streamio.h"
 #include "gfx/2d/bitmap/bitfont.h"
 #include "gfx/2d/bitmap/bitmap.h"
@@ -64,14 +64,6 @@ std::set<point> merged(std::set<point> a, const std::set<point> &b) {
     return a;
 }
 
-void register_streams() {
-    if (streamio_find_driver("saferio"))
-        return;
-    streamio_register_driver(&stdio_driver);
-    streamio_register_driver(&saferio_driver);
-    streamio_set_defio(&saferio_driver);
-}
-
 const std::string shipped_font = std::string(LUMIVANE_SOURCE_DIR) + "/data/fonts/lumivane8x16.fnt";
 
 // Every test starts from the built-in font with the recording hook and
@@ -99,7 +91,6 @@ class Bitfont : public testing::Test {
 };
 
 using BitfontLoad = Bitfont;
-using BitfontDeathTest = Bitfont;
 
 } // namespace
 
@@ -117,11 +108,49 @@ TEST_F(Bitfont, BuiltInCellAndTextMeasures) {
     EXPECT_EQ(bitfont_strlen("abc"), 30u);
 }
 
-TEST_F(Bitfont, GlyphIsDrawnLeftmostBitFirstWithTheColour) {
-    EXPECT_EQ(bitfont_puts(nullptr, 3, 2, 0xFFFFFFFF, "M"), 1);
-    EXPECT_EQ(drawn_points(), points_of(glyph_m, 3, 2));
-    for (const drawn_pixel &p : drawn)
-        EXPECT_EQ(p.colour, 0xFFFFFFFFu);
+// Where the pen puts each glyph: leftmost bit first, cells of the spacing's
+// width (narrower cuts the right columns), a tab as a fixed advance of eight
+// cells, a line feed back to the start column, and a cell for codes the face
+// lacks.
+TEST_F(Bitfont, PenMovesCellByCell) {
+    const auto a = [](int x, int y, int columns = 8) { return points_of(glyph_a, x, y, columns); };
+    const auto b = [](int x, int y) { return points_of(glyph_b, x, y); };
+    const auto m = [](int x, int y, int columns = 8) { return points_of(glyph_m, x, y, columns); };
+    struct row {
+        int spacing, x, y;
+        const char *text;
+        int count;
+        std::set<point> points;
+    };
+    const row rows[] = {
+        {8, 3, 2, "M", 1, m(3, 2)},
+        {10, 0, 0, "MM", 2, merged(m(0, 0), m(10, 0))},
+        {6, 0, 0, "M", 1, m(0, 0, 6)},
+        {6, 0, 0, "aa", 2, merged(a(0, 0, 6), a(6, 0, 6))},
+        {0x7FFFFFFF, 0, 0, "M\tMM", 4, m(0, 0)},
+        {8, 0, 0, "a\tb", 3, merged(a(0, 0), b(72, 0))},
+        {8, 3, 0, "a\tb", 3, merged(a(3, 0), b(75, 0))}, // not a tab stop
+        {8, 5, 7, "a\nb", 3, merged(a(5, 7), b(5, 21))},
+        {8, 0, 0, "a\rb", 3, merged(a(0, 0), b(8, 0))},
+        {8, 0, 0, "\x80\xffM", 3, m(16, 0)},
+    };
+    for (const row &r : rows) {
+        bitfont_set_spacing(r.spacing);
+        drawn.clear();
+        EXPECT_EQ(bitfont_puts(nullptr, r.x, r.y, 0xFFFFFFFF, r.text), r.count) << r.text;
+        EXPECT_EQ(drawn_points(), r.points) << r.spacing << " " << r.text;
+        for (const drawn_pixel &p : drawn)
+            ASSERT_EQ(p.colour, 0xFFFFFFFFu);
+    }
+    bitfont_set_spacing(8);
+    drawn.clear();
+    EXPECT_EQ(bitfont_printf(nullptr, 0, 0, 1, "%c%s", 'a', "\tb"), 3);
+    EXPECT_EQ(drawn_points(), merged(a(0, 0), b(72, 0)));
+    // The buffer holds about 4 KB; longer output is cut, not overrun.
+    EXPECT_EQ(bitfont_printf(nullptr, 0, 0, 1, "%6000s", ""), 4095);
+    drawn.clear();
+    EXPECT_EQ(bitfont_putch(nullptr, 2, 1, 1, 'b'), 1);
+    EXPECT_EQ(drawn_points(), b(2, 1));
 }
 
 TEST_F(Bitfont, BackgroundStaysAndPixelsOutsideAreLeftToPutpixel) {
@@ -139,63 +168,8 @@ TEST_F(Bitfont, BackgroundStaysAndPixelsOutsideAreLeftToPutpixel) {
     bitmap_kill(image);
 }
 
-TEST_F(Bitfont, WiderSpacingLeavesEmptyColumns) {
-    bitfont_set_spacing(10);
-    EXPECT_EQ(bitfont_puts(nullptr, 0, 0, 1, "MM"), 2);
-    EXPECT_EQ(drawn_points(), merged(points_of(glyph_m, 0, 0), points_of(glyph_m, 10, 0)));
-}
-
-TEST_F(Bitfont, NarrowerSpacingCutsTheRightColumns) {
-    bitfont_set_spacing(6);
-    bitfont_puts(nullptr, 0, 0, 1, "M");
-    EXPECT_EQ(drawn_points(), points_of(glyph_m, 0, 0, 6));
-    drawn.clear();
-    bitfont_puts(nullptr, 0, 0, 1, "aa");
-    EXPECT_EQ(drawn_points(), merged(points_of(glyph_a, 0, 0, 6), points_of(glyph_a, 6, 0, 6)));
-}
-
-TEST_F(Bitfont, HugeSpacingSkipsCellsBeyondReach) {
-    bitfont_set_spacing(0x7FFFFFFF);
-    EXPECT_EQ(bitfont_puts(nullptr, 0, 0, 1, "M\tMM"), 4);
-    EXPECT_EQ(drawn_points(), points_of(glyph_m, 0, 0, 8));
-}
-
-TEST_F(Bitfont, TabAdvancesEightCells) {
-    EXPECT_EQ(bitfont_puts(nullptr, 0, 0, 1, "a\tb"), 3);
-    EXPECT_EQ(drawn_points(), merged(points_of(glyph_a, 0, 0), points_of(glyph_b, 72, 0)));
-    drawn.clear();
-    // A fixed advance, not a tab stop: from column 3 the b lands at 3 + 8 + 64.
-    bitfont_puts(nullptr, 3, 0, 1, "a\tb");
-    EXPECT_EQ(drawn_points(), merged(points_of(glyph_a, 3, 0), points_of(glyph_b, 75, 0)));
-}
-
-TEST_F(Bitfont, LineFeedReturnsToTheStartColumnAndCarriageReturnDoesNothing) {
-    EXPECT_EQ(bitfont_puts(nullptr, 5, 7, 1, "a\nb"), 3);
-    EXPECT_EQ(drawn_points(), merged(points_of(glyph_a, 5, 7), points_of(glyph_b, 5, 21)));
-    drawn.clear();
-    EXPECT_EQ(bitfont_puts(nullptr, 0, 0, 1, "a\rb"), 3);
-    EXPECT_EQ(drawn_points(), merged(points_of(glyph_a, 0, 0), points_of(glyph_b, 8, 0)));
-}
-
-TEST_F(Bitfont, EightBitCodesDrawNothingButTakeACell) {
-    EXPECT_EQ(bitfont_puts(nullptr, 0, 0, 1, "\x80\xffM"), 3);
-    EXPECT_EQ(drawn_points(), points_of(glyph_m, 16, 0));
-}
-
-TEST_F(Bitfont, PrintfFormatsAndCountsCharacters) {
-    EXPECT_EQ(bitfont_printf(nullptr, 0, 0, 1, "%c%s", 'a', "\tb"), 3);
-    EXPECT_EQ(drawn_points(), merged(points_of(glyph_a, 0, 0), points_of(glyph_b, 72, 0)));
-    // The buffer holds about 4 KB; longer output is cut, not overrun.
-    EXPECT_EQ(bitfont_printf(nullptr, 0, 0, 1, "%6000s", ""), 4095);
-}
-
-TEST_F(Bitfont, PutchDrawsOneGlyph) {
-    EXPECT_EQ(bitfont_putch(nullptr, 2, 1, 1, 'b'), 1);
-    EXPECT_EQ(drawn_points(), points_of(glyph_b, 2, 1));
-}
-
 TEST_F(BitfontLoad, ShippedFileGivesAnEightBySixteenCell) {
-    register_streams();
+    config_test_register_streams();
     message_capture capture;
     ASSERT_EQ(bitfont_load(shipped_font.c_str()), 1);
     EXPECT_EQ(bitfont_charlen(), 8u);
@@ -212,7 +186,7 @@ TEST_F(BitfontLoad, ShippedFileGivesAnEightBySixteenCell) {
 }
 
 TEST_F(BitfontLoad, AllSixteenRowsAreDrawnLeftmostFirst) {
-    register_streams();
+    config_test_register_streams();
     message_capture capture;
     scratch_directory scratch;
     std::string font(FONT_FILESIZE, '\0');
@@ -225,7 +199,7 @@ TEST_F(BitfontLoad, AllSixteenRowsAreDrawnLeftmostFirst) {
 }
 
 TEST_F(BitfontLoad, MissingFileKeepsTheBuiltInFont) {
-    register_streams();
+    config_test_register_streams();
     message_capture capture;
     scratch_directory scratch;
     EXPECT_EQ(bitfont_load("no-such.fnt"), 0);
@@ -235,7 +209,7 @@ TEST_F(BitfontLoad, MissingFileKeepsTheBuiltInFont) {
 }
 
 TEST_F(BitfontLoad, ShortFileIsAnAssertionAndChangesNothing) {
-    register_streams();
+    config_test_register_streams();
     message_capture capture;
     scratch_directory scratch;
     write_file("short.fnt", std::string(FONT_FILESIZE - 1, '\xff'));
@@ -246,13 +220,4 @@ TEST_F(BitfontLoad, ShortFileIsAnAssertionAndChangesNothing) {
     bitfont_puts(nullptr, 0, 0, 1, "M");
     EXPECT_EQ(drawn_points(), points_of(glyph_m, 0, 0));
     EXPECT_FALSE(streamio_otable_isopen("short.fnt"));
-}
-
-TEST_F(BitfontDeathTest, ShortFileEndsTheProgram) {
-    register_streams();
-    scratch_directory scratch;
-    write_file("empty.fnt", "");
-    EXPECT_EXIT(bitfont_load("empty.fnt"), testing::ExitedWithCode(0),
-                "xassert\\(xfread\\(default_font, 1, FONT_FILESIZE, fp\\) == FONT_FILESIZE\\) "
-                "failed");
 }

@@ -47,7 +47,7 @@ TEST(ByteOrder, FieldsAtAnAddress) {
 }
 
 TEST_F(ByteFields, ReaderKnowsTheSizeAndFailsShortReadsWhole) {
-    put_file("in.bin", {1, 2, 3, 4, 5, 6, 7});
+    write_file("in.bin", "\1\2\3\4\5\6\7");
     stream_ptr stream = open("in.bin", "rb");
     ASSERT_TRUE(stream);
     byte_reader in(stream.get());
@@ -69,7 +69,7 @@ TEST_F(ByteFields, ReaderKnowsTheSizeAndFailsShortReadsWhole) {
 }
 
 TEST_F(ByteFields, ReaderSeeksSkipsAndScans) {
-    put_file("in.bin", as_bytes("ab cd"));
+    write_file("in.bin", "ab cd");
     stream_ptr stream = open("in.bin", "rb");
     byte_reader in(stream.get());
     EXPECT_EQ(in.peek(), 'a');
@@ -91,7 +91,7 @@ TEST_F(ByteFields, ReaderCrossesItsBlocks) {
     std::vector<std::uint8_t> bytes(200000);
     for (std::size_t i = 0; i < bytes.size(); ++i)
         bytes[i] = static_cast<std::uint8_t>(i * 7);
-    put_file("big.bin", bytes);
+    write_file("big.bin", std::string(bytes.begin(), bytes.end()));
     stream_ptr stream = open("big.bin", "rb");
     byte_reader in(stream.get());
     std::vector<std::uint8_t> got(150000);
@@ -135,6 +135,23 @@ TEST_F(ByteFields, WriterMovesLargeBlocks) {
         EXPECT_TRUE(out.finish());
     }
     EXPECT_EQ(file_bytes("out.bin").size(), 370001u);
+}
+
+TEST_F(ByteFields, ReadingAFileThatCannotBeOpenedFailsWithTheAskedReport) {
+    const message_origin origin{"bytes_test.c", 1, "test"};
+    bool called = false;
+    auto read = [&](byte_reader &) { called = true; };
+    EXPECT_FALSE(read_file(origin, "absent.bin", {}, read));
+    EXPECT_FALSE(read_file(origin, "absent.bin", {"cannot open %s", false, nullptr}, read));
+    EXPECT_TRUE(messages.warned("cannot open absent.bin"));
+    EXPECT_EQ(error_of([&] {
+                  read_file(origin, "absent.bin", {"no %s", true, nullptr}, read);
+              }),
+              "no absent.bin");
+    EXPECT_FALSE(called);
+    write_file("present.bin", "x");
+    EXPECT_TRUE(read_file(origin, "present.bin", {}, read));
+    EXPECT_TRUE(called);
 }
 
 TEST_F(ByteFields, PartialFilesGoButDevicesStay) {

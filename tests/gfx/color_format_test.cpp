@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -26,20 +27,6 @@ rgba unpack(const colormask *mask, std::uint32_t pixel, int bpp) {
 }
 
 } // namespace
-
-TEST(ColorMaskTable, EightMasksInSearchOrder) {
-    const char *names[] = {"rgb555", "rgb565", "rgb24",  "bgr24",
-                           "argb32", "abgr32", "rgba32", "bgra32"};
-    for (std::size_t i = 0; i < COLOR_MASK_COUNT; ++i)
-        EXPECT_STREQ(color_mask_table[i].name, names[i]);
-    const colormask &m = color_mask_table[1];
-    EXPECT_EQ(m.g.mask, 0x3Fu);
-    EXPECT_EQ(m.r.pos, 11u);
-    EXPECT_EQ(m.g.adjust, 2u);
-    const colormask &bgra = color_mask_table[7];
-    EXPECT_EQ(bgra.b.pos, 24u);
-    EXPECT_EQ(bgra.a.pos, 0u);
-}
 
 TEST(ColorMaskTable, GetmaskMatchesWildcardsAndCopies) {
     colormask copy{};
@@ -65,45 +52,44 @@ TEST(ColorMaskTable, NativeMasks) {
     EXPECT_STREQ(color_mask.name, "bgr24");
 }
 
-TEST(ColorPack, NativeValues) {
-    EXPECT_EQ(color_pack(nullptr, 255, 255, 255, 0, 16), 0xFFFFu);
-    EXPECT_EQ(color_pack(nullptr, 255, 255, 255, 0, 15), 0x7FFFu);
-    EXPECT_EQ(color_pack(nullptr, 255, 255, 255, 128, 15), 0xFFFFu);
-    EXPECT_EQ(color_pack(nullptr, 255, 255, 255, 127, 15), 0x7FFFu);
-    EXPECT_EQ(color_pack(nullptr, 1, 2, 3, 0, 24), 0x030201u);
-    EXPECT_EQ(color_pack(nullptr, 1, 2, 3, 4, 32), 0x04030201u);
-    EXPECT_EQ(color_pack(nullptr, 248, 0, 0, 0, 16), 0xF800u);
-    EXPECT_EQ(color_pack(nullptr, 0, 252, 0, 0, 16), 0x07E0u);
-    EXPECT_EQ(color_pack(nullptr, 0, 0, 248, 0, 15), 0x001Fu);
-    // Alpha has no place in 24 bpp or 16 bpp.
-    EXPECT_EQ(color_pack(nullptr, 0, 0, 0, 255, 24), 0u);
-    EXPECT_EQ(color_pack(nullptr, 0, 0, 0, 255, 16), 0u);
-}
-
-TEST(ColorPack, NamedMasks) {
-    EXPECT_EQ(color_pack(color_getmask("rgb24", nullptr), 1, 2, 3, 0, 24), 0x010203u);
-    EXPECT_EQ(color_pack(color_getmask("argb32", nullptr), 1, 2, 3, 4, 32), 0x04010203u);
-    EXPECT_EQ(color_pack(color_getmask("rgba32", nullptr), 1, 2, 3, 4, 32), 0x01020304u);
-    EXPECT_EQ(color_pack(color_getmask("bgra32", nullptr), 1, 2, 3, 4, 32), 0x03020104u);
-}
-
-TEST(ColorUnpack, LowBitsAreNotReplicated) {
-    rgba c = unpack(nullptr, 0xFFFF, 16);
-    EXPECT_EQ(c.r, 248);
-    EXPECT_EQ(c.g, 252);
-    EXPECT_EQ(c.b, 248);
-    EXPECT_EQ(c.a, 0);
-    c = unpack(nullptr, 0xFFFF, 15);
-    EXPECT_EQ(c.r, 248);
-    EXPECT_EQ(c.a, 128);
-    c = unpack(nullptr, 0x04030201, 32);
-    EXPECT_EQ(c.r, 1);
-    EXPECT_EQ(c.g, 2);
-    EXPECT_EQ(c.b, 3);
-    EXPECT_EQ(c.a, 4);
-    c = unpack(color_getmask("rgb24", nullptr), 0x010203, 24);
-    EXPECT_EQ(c.r, 1);
-    EXPECT_EQ(c.b, 3);
+// Packing and unpacking, both ways where nothing is lost.  Low bits are not
+// replicated on the way back, and alpha has no place in 24 or 16 bpp.
+TEST(ColorPack, NativeAndNamedLayouts) {
+    struct row {
+        const char *mask; // null: the depth's native layout
+        int r, g, b, a, bpp;
+        std::uint32_t packed;
+        bool both_ways = true;
+    };
+    const row rows[] = {
+        {nullptr, 255, 255, 255, 0, 16, 0xFFFF, false},
+        {nullptr, 248, 252, 248, 0, 16, 0xFFFF},
+        {nullptr, 255, 255, 255, 0, 15, 0x7FFF, false},
+        {nullptr, 248, 248, 248, 128, 15, 0xFFFF},
+        {nullptr, 255, 255, 255, 127, 15, 0x7FFF, false},
+        {nullptr, 1, 2, 3, 0, 24, 0x030201},
+        {nullptr, 1, 2, 3, 4, 32, 0x04030201},
+        {nullptr, 248, 0, 0, 0, 16, 0xF800},
+        {nullptr, 0, 252, 0, 0, 16, 0x07E0},
+        {nullptr, 0, 0, 248, 0, 15, 0x001F},
+        {nullptr, 0, 0, 0, 255, 24, 0, false},
+        {nullptr, 0, 0, 0, 255, 16, 0, false},
+        {"rgb24", 1, 2, 3, 0, 24, 0x010203},
+        {"argb32", 1, 2, 3, 4, 32, 0x04010203},
+        {"rgba32", 1, 2, 3, 4, 32, 0x01020304},
+        {"bgra32", 1, 2, 3, 4, 32, 0x03020104},
+    };
+    for (const row &r : rows) {
+        const colormask *mask = r.mask ? color_getmask(r.mask, nullptr) : nullptr;
+        EXPECT_EQ(color_pack(mask, r.r, r.g, r.b, r.a, r.bpp), r.packed)
+            << (r.mask ? r.mask : "native") << " " << r.bpp;
+        if (r.both_ways) {
+            const rgba c = unpack(mask, r.packed, r.bpp);
+            EXPECT_EQ(std::vector<int>({c.r, c.g, c.b, c.a}),
+                      std::vector<int>({r.r, r.g, r.b, r.a}))
+                << std::hex << r.packed << " at " << std::dec << r.bpp;
+        }
+    }
 }
 
 TEST(ColorUnpack, NullPlacesAreSkipped) {

@@ -181,14 +181,6 @@ std::string row_label(const testing::TestParamInfo<driver_row> &info) {
 
 } // namespace
 
-TEST_P(ImageDriver, RegistryFindsItByNameAndSuffix) {
-    bitmapio_driver *driver = GetParam().driver;
-    EXPECT_EQ(bitmapio_find_driver(driver->name, nullptr), driver);
-    const bitmapio_driver *by_suffix = driver_for(driver->extension);
-    ASSERT_NE(by_suffix, nullptr);
-    EXPECT_STREQ(by_suffix->extension, driver->extension);
-}
-
 TEST_P(ImageDriver, WritesTheGoldenFiles) {
     const driver_row &row = GetParam();
     const std::string stem = "golden/" + label(row.driver) + "/";

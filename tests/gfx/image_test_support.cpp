@@ -129,16 +129,6 @@ std::string file_bytes(const std::string &path) {
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-void put_file(const std::string &path, const std::vector<std::uint8_t> &bytes) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char *>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
-}
-
-std::vector<std::uint8_t> as_bytes(const std::string &text) {
-    return std::vector<std::uint8_t>(text.begin(), text.end());
-}
-
 namespace {
 
 // The next header number of a PPM, skipping whitespace and comments.

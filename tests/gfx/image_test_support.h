@@ -44,8 +44,6 @@ bitmap_ptr make_pattern(std::uint32_t width, std::uint32_t height, std::int32_t 
 std::vector<std::uint8_t> rgb_of(const bitmap *image);
 
 std::string file_bytes(const std::string &path);
-void put_file(const std::string &path, const std::vector<std::uint8_t> &bytes);
-std::vector<std::uint8_t> as_bytes(const std::string &text);
 
 // The pixels of a PPM (P3 or P6, maxval 255); false when the text is none.
 bool parse_ppm(const std::string &text, std::uint32_t &width, std::uint32_t &height,

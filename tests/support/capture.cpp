@@ -76,3 +76,24 @@ bool message_capture::contains(const std::vector<captured_message> &list, const 
             return true;
     return false;
 }
+
+std::vector<std::string> &returning_errors::texts() {
+    static std::vector<std::string> recorded;
+    return recorded;
+}
+
+static void return_error(const char *file, int line, const char *ident, const char *format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    returning_errors::texts().push_back(record(file, line, ident, format, args).text);
+    va_end(args);
+}
+
+returning_errors::returning_errors() : saved_(xerror) {
+    texts().clear();
+    xerror = return_error;
+}
+
+returning_errors::~returning_errors() {
+    xerror = saved_;
+}

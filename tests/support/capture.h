@@ -49,6 +49,21 @@ class message_capture {
     message_capture *saved_active;
 };
 
+// An error target that records the message and returns, as a fuzzer's does,
+// so that the code after a reported error runs.
+class returning_errors {
+  public:
+    returning_errors();
+    ~returning_errors();
+    returning_errors(const returning_errors &) = delete;
+    returning_errors &operator=(const returning_errors &) = delete;
+    // The texts recorded since the newest guard was made.
+    static std::vector<std::string> &texts();
+
+  private:
+    xmessage_fn saved_;
+};
+
 // Runs `action` and returns the text of the error it raised ("" when none).
 template <class Action> std::string error_of(Action action) {
     try {

@@ -6,8 +6,7 @@
 #include "support/scratch.h"
 
 #include "file/config.h"
-#include "file/streamio/drivers.h"
-#include "file/streamio/streamio.h"
+#include "file/config_test_setup.h"
 #include "xmath/xrand.h"
 
 #include <gtest/gtest.h>
@@ -32,22 +31,12 @@ void write_seed_configuration(const std::string &path, const char *rand, const c
                          "last.loadtime = null\nlast.savetime = null\n\n<eof>\n");
 }
 
-// The configuration is read through the stream layer, with the drivers the
-// application registers; another suite of the program may have done so.
-void register_streams() {
-    if (streamio_find_driver("saferio"))
-        return;
-    streamio_register_driver(&stdio_driver);
-    streamio_register_driver(&saferio_driver);
-    streamio_set_defio(&saferio_driver);
-}
-
 // A configuration loaded from the scratch folder for one test, unloaded (and
 // so written back there) at its end.
 class seed_configuration {
   public:
     seed_configuration(const char *rand, const char *save, const char *incr) {
-        register_streams();
+        config_test_register_streams();
         write_seed_configuration("seeds.ini", rand, save, incr);
         message_capture quiet;
         loaded_ = config_load("seeds.ini") == 1;
@@ -124,7 +113,7 @@ TEST(XrandInitConfigured, NullSeedKeepsTheClockSeedAndSavesIt) {
 }
 
 TEST(XrandInitConfigured, MissingSaveKeyIsReportedButTheSeedStillApplies) {
-    register_streams();
+    config_test_register_streams();
     scratch_directory scratch;
     write_file("seeds.ini", "<configuration file for seeds.ini, 1 header(s)>\n\n"
                             "[lumivane.runtime.random-seeds] (1 entry)\n\n"

@@ -36,8 +36,7 @@ void *run_effect(bitmapfx_driver *driver) {
     const fxkit::view to(target);
     const int entries = target->cmap ? target->cmap->size : COLORMAP_MAX_SIZE;
     if (entries <= 0) {
-        XWARNING("picture '%s' has an empty colormap, nothing to show",
-                 source->name ? source->name : "<annonymous>");
+        XWARNING("picture '%s' has an empty colormap, nothing to show", bitmap_get_name(source));
         std::memset(target->bits, 0, bitmap_bytesize(target));
         return fxkit::finish(driver, target);
     }

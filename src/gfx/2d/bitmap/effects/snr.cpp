@@ -19,6 +19,7 @@
 // parameters (rounded to six decimals, as a preset keeps them), given on the
 // verbose channel and, with `show`, printed on the standard output.
 #include "core/message.h"
+#include "gfx/2d/bitmap/bitinfo.h"
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
 #include "gfx/2d/bitmap/effects/bitmapfx_drivers.h"
@@ -103,7 +104,7 @@ void *run_effect(bitmapfx_driver *driver) {
         return nullptr;
     const bool as_grey = grey != 0;
     std::vector<double> values = values_of(source, as_grey);
-    const char *name = source->name ? source->name : "<annonymous>";
+    const char *name = bitmap_get_name(source);
     if (reference.width != source->xsize || reference.height != source->ysize ||
         reference.grey != as_grey) {
         XVERBOSE("snr: no reference picture of %ux%u pixels yet, comparing '%s' with itself",
