@@ -3,8 +3,8 @@
 #include "core/memio/memio.h"
 #include "core/message.h"
 
-static constexpr const char *source_file = "./src/core/memio/gc.c";
-static constexpr const char *source_ident = "memio::gc";
+[[maybe_unused]] static constexpr const char *source_file = "./src/core/memio/gc.c";
+[[maybe_unused]] static constexpr const char *source_ident = "memio::gc";
 
 // The mark lives in the block's own header, so a block freed early simply
 // drops out of the collection: nothing is freed twice.

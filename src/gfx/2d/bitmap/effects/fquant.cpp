@@ -9,8 +9,8 @@
 
 #include <algorithm>
 
-static constexpr const char *source_file = "./src/gfx/2d/bitmap/effects/fquant.c";
-static constexpr const char *source_ident = "bitmapfx::fquant";
+[[maybe_unused]] static constexpr const char *source_file = "./src/gfx/2d/bitmap/effects/fquant.c";
+[[maybe_unused]] static constexpr const char *source_ident = "bitmapfx::fquant";
 
 namespace {
 

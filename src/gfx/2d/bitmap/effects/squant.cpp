@@ -11,8 +11,8 @@
 #include <algorithm>
 #include <array>
 
-static constexpr const char *source_file = "./src/gfx/2d/bitmap/effects/squant.c";
-static constexpr const char *source_ident = "bitmapfx::squant";
+[[maybe_unused]] static constexpr const char *source_file = "./src/gfx/2d/bitmap/effects/squant.c";
+[[maybe_unused]] static constexpr const char *source_ident = "bitmapfx::squant";
 
 namespace {
 

@@ -219,9 +219,8 @@ template <class T> struct ray_line_allocator {
     T *allocate(std::size_t n) {
         return static_cast<T *>(::operator new(whole_lines(n), std::align_val_t(RAY_CACHE_LINE)));
     }
-    void deallocate(T *p, std::size_t n) {
-        ::operator delete(p, whole_lines(n), std::align_val_t(RAY_CACHE_LINE));
-    }
+    // The unsized form: clang only declares sized deallocation on request.
+    void deallocate(T *p, std::size_t) { ::operator delete(p, std::align_val_t(RAY_CACHE_LINE)); }
     template <class U> bool operator==(const ray_line_allocator<U> &) const { return true; }
 };
 template <class T> using ray_scratch = std::vector<T, ray_line_allocator<T>>;
