@@ -1,6 +1,8 @@
 // The desktop: the program's video output and the background setter under a
 // private X server, judged by reading the root window back.
 #include "app/app_support.h"
+#include "gfx/2d/bitmap/color.h"
+#include "platform/linux/gcc/desktop/video/video.h"
 #include "support/scratch.h"
 
 // Before the X headers, whose macros (None) clash with its names.
@@ -12,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -307,6 +310,24 @@ TEST(DesktopVideo, ProbeFontAndMode) {
                               "connection #"))
         << info.out;
     EXPECT_TRUE(has(info.out, "default depth is 24 bpp, 1 screen(s) available\n"));
+}
+
+// The frame's pixel layout: a table mask for the depths the desktop file
+// takes as they stand, the caller's own for 32 bits, none for palettes.
+TEST(DesktopVideo, FrameMaskFollowsTheDepth) {
+    private_display server(16, 16, 24);
+    setenv("DISPLAY", server.name().c_str(), 1);
+    const std::pair<int, const char *> depths[] = {
+        {15, "rgb555"}, {16, "rgb565"}, {24, "bgr24"}, {32, "unchanged"}, {8, nullptr}};
+    for (const auto &[bpp, name] : depths) {
+        ASSERT_EQ(video_setmode(4, 4, bpp), nullptr) << bpp;
+        colormask mask{.name = "unchanged"};
+        EXPECT_EQ(video_get_mask(&mask), name ? 1 : 0) << bpp;
+        const colormask *wanted = name ? color_getmask(name, nullptr) : nullptr;
+        EXPECT_TRUE(!wanted || std::memcmp(&mask, wanted, sizeof mask) == 0) << bpp;
+    }
+    video_close();
+    unsetenv("DISPLAY");
 }
 
 TEST(DesktopVideo, ProbedSizeAndLaterOptions) {

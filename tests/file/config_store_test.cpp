@@ -6,6 +6,7 @@
 #include "file/config.h"
 #include "file/config_test_setup.h"
 #include "support/capture.h"
+#include "support/fixture.h"
 #include "support/scratch.h"
 
 #include <gmock/gmock.h>
@@ -45,28 +46,7 @@ class environment_guard {
     bool had_ = false;
 };
 
-const char *const sample = R"(<configuration file for sample.ini, 4 header(s)>
-
-# a comment line
-[*.time.logging] (2 entries)
-last.loadtime = null
-last.savetime = null
-
-[app.paths] (4 entries)
-$path.root$  = /opt/lumivane
-$path.data$  = $path.root$/data   # aliases may use aliases
-$path.none$  = null
-plain        = "two words"
-
-[app.numbers] (3 entries)
-count  = 42
-star   = *
-nstar  = n*
-
-[app.*] (1 entry)
-count = 7
-<eof>
-)";
+const std::string sample = fixture_text("config/sample.ini");
 
 class ConfigStore : public testing::Test {
   protected:
@@ -74,7 +54,7 @@ class ConfigStore : public testing::Test {
     config_session session;
 
     // Loads `text` from a file of that name in the scratch folder.
-    int load(const char *text, const char *name = "sample.ini") {
+    int load(const std::string &text, const char *name = "sample.ini") {
         write_file(name, text);
         message_capture quiet;
         return config_load(name);
@@ -215,8 +195,7 @@ TEST_F(ConfigStore, RunawayAliasesEndWithTheSubstitutionError) {
         load(("<configuration file for runaway.ini, 1 header(s)>\n[h] (4 entries)\n"
               "$a$ = $b$\n$b$ = $a$\n$g$ = xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx$g$\n"
               "$big$ = " +
-              big + "\n<eof>\n")
-                 .c_str()),
+              big + "\n<eof>\n")),
         1);
     EXPECT_EQ(owned(config_alias("$big$")), big);
     message_capture capture;
@@ -238,17 +217,15 @@ TEST_F(ConfigStore, InactiveStoreWarnsAndAnswersNothing) {
     EXPECT_EQ(owned(config_alias("$path.tmp$/x")), "$path.tmp$/x");
     EXPECT_EQ(config_save("never.ini"), 0);
     config_unload();
-    ASSERT_EQ(capture.warnings.size(), 6u);
-    EXPECT_EQ(capture.warnings[0].text,
-              "trying to get key 'key' from configuration while not active");
-    EXPECT_EQ(capture.warnings[1].text,
-              "trying to put key 'key' (header = 'h') to configuration while not active");
-    EXPECT_EQ(capture.warnings[2].text,
-              "trying to put key 'key' (header = 'none') to configuration while not active");
-    EXPECT_EQ(capture.warnings[3].text, "trying to get alias '$path.tmp$/x' from configuration "
-                                        "while not active, returning '$path.tmp$/x'");
-    EXPECT_EQ(capture.warnings[4].text, "trying to save configuration while not active");
-    EXPECT_EQ(capture.warnings[5].text, "trying to unload configuration while not active");
+    EXPECT_THAT(texts(capture.warnings),
+                testing::ElementsAre(
+                    "trying to get key 'key' from configuration while not active",
+                    "trying to put key 'key' (header = 'h') to configuration while not active",
+                    "trying to put key 'key' (header = 'none') to configuration while not active",
+                    "trying to get alias '$path.tmp$/x' from configuration while not active, "
+                    "returning '$path.tmp$/x'",
+                    "trying to save configuration while not active",
+                    "trying to unload configuration while not active"));
     EXPECT_FALSE(file_exists("never.ini"));
 }
 
@@ -272,59 +249,32 @@ TEST_F(ConfigStore, CommentAfterDataIsSkipped) {
     EXPECT_STREQ(config_get("h", "key", 0, 0, nullptr), "value");
 }
 
-struct bad_file {
-    const char *name;
-    std::string text;
-    const char *error;
-};
-
-class ConfigBadFile : public ConfigStore, public testing::WithParamInterface<bad_file> {};
-
-TEST_P(ConfigBadFile, IsAnErrorAndLeavesTheStoreInactive) {
-    write_file("bad.ini", GetParam().text);
+TEST_F(ConfigStore, BadFilesAreErrorsAndLeaveTheStoreInactive) {
+    auto cases = fixture_sections("config/bad-files.txt");
+    cases.emplace_back("unexpected NUL byte in file(bad.ini) at line 3",
+                       std::string("<configuration file for b, 1 header(s)>\n[h] (1 entry)\n"
+                                   "k = v\0w\n<eof>\n",
+                                   68));
+    cases.emplace_back("line too long in file(bad.ini) at line 3, maximum is 4095 characters",
+                       "<configuration file for b, 1 header(s)>\n[h] (1 entry)\nk = " +
+                           std::string(5000, 'v') + "\n<eof>\n");
     message_capture capture;
-    EXPECT_EQ(error_of([] { config_load("bad.ini"); }), GetParam().error);
-    EXPECT_EQ(config_active(), 0);
+    for (const auto &[error, text] : cases) {
+        write_file("bad.ini", text);
+        EXPECT_EQ(error_of([] { config_load("bad.ini"); }), error);
+        EXPECT_EQ(config_active(), 0) << error;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, ConfigBadFile,
-    testing::Values(
-        bad_file{"HeaderWord",
-                 "<configuration file for b, 1 header(s)>\n[h] (1 items)\nk = v\n<eof>\n",
-                 "entry error in 'items'"},
-        bad_file{"TextBeforeEnd",
-                 "<configuration file for b, 1 header(s)>\n[h] (1 entry)\nk = v\nextra = 1\n"
-                 "<eof>\n",
-                 "expecting '<' instead of 'extra' (file bad.ini, line 4)"},
-        bad_file{"FewerEntriesThanCounted",
-                 "<configuration file for b, 1 header(s)>\n[h] (3 entries)\nk = v\n<eof>\n",
-                 "expecting '=' instead of 'eof' (file bad.ini, line 4)"},
-        bad_file{"HugeCountInAShortFile",
-                 "<configuration file for b, 2147483647 header(s)>\n[h] (0 entries)\n",
-                 "unexpected end of file 'bad.ini' at line 2"},
-        bad_file{"NegativeHeaderCount", "<configuration file for b, -1 header(s)>\n<eof>\n",
-                 "invalid number of headers (-1) (file bad.ini, line 1)"},
-        bad_file{"NegativeEntryCount",
-                 "<configuration file for b, 1 header(s)>\n[h] (-2 entries)\n<eof>\n",
-                 "invalid number of entries (-2) in header 'h' (file bad.ini, line 2)"},
-        bad_file{"CountNotANumber", "<configuration file for b, x header(s)>\n<eof>\n",
-                 "'x' is not a valid signed integer (file bad.ini, line 1)"},
-        bad_file{"OpenQuote",
-                 "<configuration file for b, 1 header(s)>\n[h] (1 entry)\nk = \"v\n<eof>\n",
-                 "unexpected end of string in file(bad.ini) at line 3"},
-        bad_file{"NotAConfiguration", "hello\n",
-                 "expecting '<' instead of 'hello' (file bad.ini, line 1)"},
-        bad_file{"NulByte",
-                 std::string("<configuration file for b, 1 header(s)>\n[h] (1 entry)\nk = v\0w\n"
-                             "<eof>\n",
-                             68),
-                 "unexpected NUL byte in file(bad.ini) at line 3"},
-        bad_file{"OverlongLine",
-                 "<configuration file for b, 1 header(s)>\n[h] (1 entry)\nk = " +
-                     std::string(5000, 'v') + "\n<eof>\n",
-                 "line too long in file(bad.ini) at line 3, maximum is 4095 characters"}),
-    [](const auto &info) { return std::string(info.param.name); });
+// Unloading frees every block the load made, the first header's included.
+TEST_F(ConfigStore, UnloadFreesWhatTheLoadHeld) {
+    ASSERT_EQ(load(sample), 1);
+    session.discard();
+    const std::size_t before = memio_blocks_held();
+    ASSERT_EQ(load(sample), 1);
+    session.discard();
+    EXPECT_EQ(memio_blocks_held(), before);
+}
 
 TEST_F(ConfigStore, FailedReloadKeepsTheLoadedConfiguration) {
     ASSERT_EQ(load(sample), 1);

@@ -11,15 +11,20 @@
 #include <string>
 
 // Registers the drivers once per test program, in the application's order,
-// and makes "saferio" the default.  Another suite of the same program may
-// have done it already.
+// and makes "saferio" the default.  The two drivers the application leaves
+// out come first, so that they are offered a file only after "stdio" (which
+// takes all): they stay reachable with ";d=" and never change an ordinary open.
 inline void config_test_register_streams() {
     if (streamio_find_driver("saferio"))
         return;
     streamio_driver *order[] = {
-        &nullio_driver,         &debugio_driver,  &secureio_driver,   &httpio_driver,
-        &ftpio_driver,          &telnetio_driver, &platformio_driver, &stdio_driver,
-        &safeio_driver,         &saferio_driver,  &resio_driver,      &single_file_cacheio_driver,
+        &silent_backupio_driver, &reslogio_driver,
+        &nullio_driver,          &debugio_driver,
+        &secureio_driver,        &httpio_driver,
+        &ftpio_driver,           &telnetio_driver,
+        &platformio_driver,      &stdio_driver,
+        &safeio_driver,          &saferio_driver,
+        &resio_driver,           &single_file_cacheio_driver,
         &latent_cacheio_driver,
     };
     for (streamio_driver *driver : order)

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -39,74 +40,47 @@ class ParseReader : public testing::Test {
     message_capture capture;
 };
 
-TEST_F(ParseReader, SingleCharacterTokensStandAloneAndRunsStopAtThem) {
-    bound_file file("<a,b>[c]{d}(e)=f\n");
-    char a[PARSE_BUFFER_SIZE], b[PARSE_BUFFER_SIZE], c[PARSE_BUFFER_SIZE], d[PARSE_BUFFER_SIZE],
-        e[PARSE_BUFFER_SIZE], f[PARSE_BUFFER_SIZE];
-    ASSERT_EQ(parse_read("< %s , %s > [ %s ] { %s } ( %s ) = %s", a, b, c, d, e, f), 1);
-    EXPECT_STREQ(a, "a");
-    EXPECT_STREQ(b, "b");
-    EXPECT_STREQ(c, "c");
-    EXPECT_STREQ(d, "d");
-    EXPECT_STREQ(e, "e");
-    EXPECT_STREQ(f, "f");
-}
-
-TEST_F(ParseReader, FormatIsSplitByTheSameRules) {
-    bound_file file("<configuration file for x.ini, 3 header(s)>");
-    char name[PARSE_BUFFER_SIZE];
-    int count = 0;
-    ASSERT_EQ(parse_read("<configuration file for %s, %d header(s)>", name, &count), 1);
-    EXPECT_STREQ(name, "x.ini");
-    EXPECT_EQ(count, 3);
-}
-
-TEST_F(ParseReader, QuotedTokensKeepBlanksAndSpecialCharacters) {
-    bound_file file("\"a b = c # d\" \"\" next\n");
-    char quoted[PARSE_BUFFER_SIZE], empty[PARSE_BUFFER_SIZE], next[PARSE_BUFFER_SIZE];
-    ASSERT_EQ(parse_read("%s %s %s", quoted, empty, next), 1);
-    EXPECT_STREQ(quoted, "a b = c # d");
-    EXPECT_STREQ(empty, "") << "an empty quoted text is a token, not the end of the line";
-    EXPECT_STREQ(next, "next");
-}
-
-TEST_F(ParseReader, QuoteInsideAWordRestartsTheToken) {
-    bound_file file("abc\"d e\"f\n");
-    char first[PARSE_BUFFER_SIZE], second[PARSE_BUFFER_SIZE];
-    ASSERT_EQ(parse_read("%s %s", first, second), 1);
-    EXPECT_STREQ(first, "d e");
-    EXPECT_STREQ(second, "f");
-}
-
-TEST_F(ParseReader, CommentsBlankLinesCrLfAndByteOrderMarkAreSkipped) {
-    bound_file file("\xEF\xBB\xBF# heading\r\n\r\n\n   key = value # note = 5\r\n\t# more\nlast\n");
-    char key[PARSE_BUFFER_SIZE], value[PARSE_BUFFER_SIZE], last[PARSE_BUFFER_SIZE];
-    ASSERT_EQ(parse_read("%s = %s %s", key, value, last), 1);
-    EXPECT_STREQ(key, "key");
-    EXPECT_STREQ(value, "value");
-    EXPECT_STREQ(last, "last");
-    EXPECT_EQ(parse_line(), 6);
-}
-
-TEST_F(ParseReader, LoneCarriageReturnEndsALine) {
-    bound_file file("a\rb\r\r\nc\n\rd\r");
-    char a[PARSE_BUFFER_SIZE], b[PARSE_BUFFER_SIZE], c[PARSE_BUFFER_SIZE], d[PARSE_BUFFER_SIZE];
-    ASSERT_EQ(parse_read("%s %s %s", a, b, c), 1);
-    EXPECT_EQ(parse_line(), 4) << "\"\\r\\r\\n\" is an empty line and one line end";
-    ASSERT_EQ(parse_read("%s", d), 1);
-    EXPECT_EQ(parse_line(), 6);
-    EXPECT_STREQ(a, "a");
-    EXPECT_STREQ(b, "b");
-    EXPECT_STREQ(c, "c");
-    EXPECT_STREQ(d, "d");
-}
-
-TEST_F(ParseReader, HighBytesAreOrdinaryCharacters) {
-    bound_file file("\xff\xfe\x80 = \xff\n");
-    char key[PARSE_BUFFER_SIZE], value[PARSE_BUFFER_SIZE];
-    ASSERT_EQ(parse_read("%s = %s", key, value), 1);
-    EXPECT_STREQ(key, "\xff\xfe\x80");
-    EXPECT_STREQ(value, "\xff");
+// What a text reads as: the tokens a format of "%s" directives and literals
+// takes from it, and the line the reader stands on after them.
+TEST_F(ParseReader, TokensCommentsAndLineEnds) {
+    struct row {
+        std::string contents;
+        const char *format;
+        std::vector<std::string> tokens;
+        int line;
+    };
+    const row rows[] = {
+        // Single characters stand alone, and runs stop at them.
+        {"<a,b>[c]{d}(e)=f\n",
+         "< %s , %s > [ %s ] { %s } ( %s ) = %s",
+         {"a", "b", "c", "d", "e", "f"},
+         1},
+        // The format is split by the same rules.
+        {"<configuration file for x.ini, 3 header(s)>",
+         "<configuration file for %s, 3 header(s)>",
+         {"x.ini"},
+         1},
+        // Quotes keep blanks and specials; an empty quoted text is a token.
+        {"\"a b = c # d\" \"\" next\n", "%s %s %s", {"a b = c # d", "", "next"}, 1},
+        {"abc\"d e\"f\n", "%s %s", {"d e", "f"}, 1}, // a quote restarts the token
+        {"\xEF\xBB\xBF# heading\r\n\r\n\n   key = value # note = 5\r\n\t# more\nlast\n",
+         "%s = %s %s",
+         {"key", "value", "last"},
+         6},
+        // A lone carriage return ends a line; "\r\r\n" is an empty line and one end.
+        {"a\rb\r\r\nc\n\rd\r", "%s %s %s %s", {"a", "b", "c", "d"}, 6},
+        {"\xff\xfe\x80 = \xff\n", "%s = %s", {"\xff\xfe\x80", "\xff"}, 1},
+        {"%% x\n", "%% %s", {"x"}, 1},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.contents);
+        bound_file file(r.contents);
+        static char t[6][PARSE_BUFFER_SIZE];
+        ASSERT_EQ(parse_read(r.format, t[0], t[1], t[2], t[3], t[4], t[5]), 1);
+        for (std::size_t i = 0; i < r.tokens.size(); ++i)
+            EXPECT_EQ(t[i], r.tokens[i]);
+        EXPECT_EQ(parse_line(), r.line);
+    }
 }
 
 TEST_F(ParseReader, NumberDirectivesConvert) {

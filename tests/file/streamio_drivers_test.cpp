@@ -99,12 +99,8 @@ TEST_F(StreamDrivers, TheOverwriteAnswerChoosesTheDriver) {
         auto stream = open_stream("exists.txt", "w");
         ASSERT_TRUE(stream);
         EXPECT_EQ(stream->driver, r.driver) << r.answers[0];
-        std::vector<std::string> asked;
-        for (const captured_message &question : capture.questions)
-            asked.push_back(question.text);
-        ASSERT_FALSE(asked.empty());
+        ASSERT_EQ(texts(capture.questions), r.asked);
         EXPECT_EQ(capture.questions[0].ident, "streamio::safer");
-        EXPECT_EQ(asked, r.asked);
         EXPECT_EQ(read_file("exists.txt"), "");
         const std::string backup = folder + "/exists.txt";
         EXPECT_EQ(file_exists(backup) ? read_file(backup) : "(none)",
@@ -401,6 +397,10 @@ TEST_F(StreamDrivers, SingleFileCacheWritesAtCloseAndReadsASnapshot) {
     EXPECT_EQ(read_file("cached.txt"), "changed on disk") << "reading writes nothing back";
 
     EXPECT_EQ(xfopen("no/such/folder/x.txt", "w;d=single-file-cacheio"), nullptr);
+    stream_ptr full = open_stream("/dev/full", "w;d=single-file-cacheio");
+    ASSERT_TRUE(full);
+    EXPECT_GE(xfputs("lost", full.get()), 0);
+    EXPECT_EQ(xfclose(full.release()), EOF) << "the write at the close fails";
 }
 
 TEST_F(StreamDrivers, LatentCacheWritesBehind) {

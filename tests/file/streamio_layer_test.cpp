@@ -13,8 +13,10 @@
 #include "core/message.h"
 #include "core/xmain.h"
 #include "file/config.h"
+#include "file/config_test_setup.h"
 #include "streamio_test_support.h"
 #include "support/capture.h"
+#include "support/fixture.h"
 #include "support/scratch.h"
 
 #include <gmock/gmock.h>
@@ -30,33 +32,9 @@ static constexpr const char *source_file = "streamio_layer_test.cpp";
 
 namespace {
 
-// The application's thirteen, with the two drivers it leaves out registered
-// first, so that they are offered a file only after "stdio" (which takes all):
-// they stay reachable with ";d=" and never change an ordinary open.
-void register_all_stream_drivers() {
-    static bool done = false;
-    if (done)
-        return;
-    done = true;
-    streamio_driver *order[] = {
-        &silent_backupio_driver, &reslogio_driver,
-        &nullio_driver,          &debugio_driver,
-        &secureio_driver,        &httpio_driver,
-        &ftpio_driver,           &telnetio_driver,
-        &platformio_driver,      &stdio_driver,
-        &safeio_driver,          &saferio_driver,
-        &resio_driver,           &single_file_cacheio_driver,
-        &latent_cacheio_driver,
-    };
-    for (streamio_driver *driver : order)
-        if (!streamio_find_driver(driver->name))
-            streamio_register_driver(driver);
-    streamio_set_defio(&saferio_driver);
-}
-
 class stream_drivers_environment : public testing::Environment {
   public:
-    void SetUp() override { register_all_stream_drivers(); }
+    void SetUp() override { config_test_register_streams(); }
 };
 
 [[maybe_unused]] testing::Environment *const environment =
@@ -99,58 +77,18 @@ TEST_F(StreamLayer, FailedOpenReturnsNullAndWarnsAboutTheNullStream) {
     EXPECT_FALSE(streamio_otable_isopen("missing.txt"));
 }
 
-// Opens that are errors, with the text each raises (up to "..." where the
-// caller's file and line follow); nothing stays open after any of them.
 TEST_F(StreamLayer, BadNamesAndModesAreErrors) {
     write_file("modes.txt", "x");
-    const std::string from = " (from streamio_layer_test.cpp(";
-    struct row {
-        const char *name, *mode;
-        std::string error;
-    };
-    const row rows[] = {
-        {nullptr, "r", "open error(io) - filename('null') and/or mode(r) missing"},
-        {"x", nullptr, "open error(io) - filename(x) and/or mode('null') missing"},
-        {"", "r", "open error(io) - filename() and/or mode(r) too short"},
-        {"x", "", "open error(io) - filename(x) and/or mode() too short"},
-        {"modes.txt", "rt", "non ANSI/ISO fopen() mode(rt)"},
-        {"modes.txt", "q", "non ANSI/ISO fopen() mode(q)"},
-        {"modes.txt", "rr", "non ANSI/ISO fopen() mode(rr)"},
-        {"modes.txt", "r++", "non ANSI/ISO fopen() mode(r++)"},
-        {"modes.txt", "rbb", "non ANSI/ISO fopen() mode(rbb)"},
-        {"modes.txt", "wx", "non ANSI/ISO fopen() mode(wx)"},
-        {"modes.txt", ";d=saferio", "non ANSI/ISO fopen() mode()"}, // the C part only
-        {"modes.txt", "R", "non ANSI/ISO fopen() mode(R)"},
-        {"modes.txt", "r;", "unexpected eos in extended mode attribute (r;)" + from + "..."},
-        {"modes.txt", "r;bx", "unexpected eos in extended mode attribute (r;bx)" + from + "..."},
-        {"modes.txt", "r;x=1", "Invalid extended attribute 'x' for file(modes.txt)" + from + "..."},
-        {"modes.txt", "r;d=nosuchio",
-         "Invalid extended attribute 'd' for file(modes.txt) - no such driver IO (nosuchio)" +
-             from + "..."},
-        {"modes.txt", "r;b=0", "invalid buffering size '0'" + from + "..."},
-        {"modes.txt", "r;b=x", "invalid buffering size 'x'" + from + "..."},
-        {"modes.txt", "r;b=", "invalid buffering size ''" + from + "..."},
-        {"modes.txt", "r;b=-1", "invalid buffering size '-1'" + from + "..."},
-        {"modes.txt", "r;b=5000000000", "invalid buffering size '5000000000'" + from + "..."},
-        // A value runs to the end of the whole mode text.
-        {"modes.txt", "r;b=64;d=stdio", "invalid buffering size '64;d=stdio'" + from + "..."},
-        {"res.txt", "w;d=resio", "forced io driver(resio) does not support requested mode(w)"},
-        {"<stdout>", "a",
-         "mismatch in standard stream(<stdout>) mode ('a' given, only 'w' is allowed)" + from +
-             "..."},
-        {"<stdin>", "w",
-         "mismatch in standard stream(<stdin>) mode ('w' given, only 'r' is allowed)" + from +
-             "..."},
-    };
-    for (const row &r : rows) {
-        const std::string error = error_of([&] { xfopen(r.name, r.mode); });
-        if (r.error.ends_with("..."))
-            EXPECT_THAT(error, testing::StartsWith(r.error.substr(0, r.error.size() - 3)));
+    for (const auto &row : fixture_rows("file/bad-opens.txt")) {
+        auto given = [](const std::string &field) {
+            return field == "(null)" ? nullptr : field.c_str();
+        };
+        const std::string error = error_of([&] { xfopen(given(row[0]), given(row[1])); });
+        if (row[2].ends_with("..."))
+            EXPECT_THAT(error, testing::StartsWith(row[2].substr(0, row[2].size() - 3)));
         else
-            EXPECT_EQ(error, r.error);
-        if (r.name) {
-            EXPECT_FALSE(streamio_otable_isopen(r.name)) << r.name;
-        }
+            EXPECT_EQ(error, row[2]);
+        EXPECT_FALSE(streamio_otable_isopen(row[0].c_str())) << row[0];
     }
     EXPECT_EQ(error_of([] { xfclose(nullptr); }), "trying to close NULL stream");
     for (const char *good : {"r", "rb", "r+", "rb+", "r+b"})

@@ -23,6 +23,14 @@ inline void PrintTo(const captured_message &message, std::ostream *out) {
     *out << message.ident << ": " << message.text;
 }
 
+// The texts of a list of messages, for matchers.
+inline std::vector<std::string> texts(const std::vector<captured_message> &list) {
+    std::vector<std::string> result;
+    for (const captured_message &message : list)
+        result.push_back(message.text);
+    return result;
+}
+
 struct error_raised {
     std::string text;
 };

@@ -28,3 +28,11 @@ class borrowed_state {
     std::vector<std::uint32_t> words_;
     void *previous_ = nullptr;
 };
+
+// The next `count` raw values of the current state.
+inline std::vector<std::int32_t> draw_raw(int count) {
+    std::vector<std::int32_t> values;
+    for (int i = 0; i < count; ++i)
+        values.push_back(xrandom());
+    return values;
+}

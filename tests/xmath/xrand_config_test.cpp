@@ -3,7 +3,9 @@
 // those of the Python model of the generator (see xrand_test.cpp) for seed
 // 20240607 in the default table.
 #include "support/capture.h"
+#include "support/fixture.h"
 #include "support/scratch.h"
+#include "xmath_test_support.h"
 
 #include "file/config.h"
 #include "file/config_test_setup.h"
@@ -19,52 +21,25 @@
 
 namespace {
 
-void write_seed_configuration(const std::string &path, const char *rand, const char *save,
-                              const char *incr) {
-    write_file(path, std::string("<configuration file for ") + path +
-                         ", 2 header(s)>\n\n"
-                         "[lumivane.runtime.random-seeds] (3 entries)\n\n"
-                         "seed.rand = " +
-                         rand + "\nseed.save = " + save + "\nseed.incr = " + incr +
-                         "\n\n"
-                         "[lumivane.time.logging] (2 entries)\n\n"
-                         "last.loadtime = null\nlast.savetime = null\n\n<eof>\n");
-}
+// A configuration of the seed keys, loaded from the scratch folder for one
+// test and unloaded (so written back there) at its end.
+class XrandInitConfigured : public testing::Test {
+  protected:
+    scratch_directory scratch;
+    config_session session;
 
-// A configuration loaded from the scratch folder for one test, unloaded (and
-// so written back there) at its end.
-class seed_configuration {
-  public:
-    seed_configuration(const char *rand, const char *save, const char *incr) {
-        config_test_register_streams();
-        write_seed_configuration("seeds.ini", rand, save, incr);
+    void load(const std::string &rand, const std::string &save, const std::string &incr) {
+        std::string text = fixture_text("xmath/seeds.ini");
+        for (const auto &[key, value] : {std::pair{"RAND", rand}, {"SAVE", save}, {"INCR", incr}})
+            text.replace(text.find(key), 4, value);
+        write_file("seeds.ini", text);
         message_capture quiet;
-        loaded_ = config_load("seeds.ini") == 1;
+        ASSERT_EQ(config_load("seeds.ini"), 1);
     }
-    ~seed_configuration() {
-        if (!config_active())
-            return;
-        message_capture quiet;
-        config_unload();
-    }
-    seed_configuration(const seed_configuration &) = delete;
-    seed_configuration &operator=(const seed_configuration &) = delete;
-    bool loaded() const { return loaded_; }
-
-  private:
-    scratch_directory scratch_;
-    bool loaded_ = false;
 };
 
 const char *saved_seed() {
     return config_get("*.runtime.random-seeds", "seed.save", 0, 0, nullptr);
-}
-
-std::vector<std::int32_t> draw_raw(int count) {
-    std::vector<std::int32_t> values;
-    for (int i = 0; i < count; ++i)
-        values.push_back(xrandom());
-    return values;
 }
 
 const std::vector<std::int32_t> seed_20240607 = {1450735848, 1244333416, 1664242556, 2019804024,
@@ -79,19 +54,15 @@ std::vector<std::int32_t> draws_after_init() {
 
 } // namespace
 
-TEST(XrandInitConfigured, FixedSeedRepeatsTheSequenceAndIsSaved) {
-    seed_configuration configuration("20240607", "0", "false");
-    ASSERT_TRUE(configuration.loaded());
-    const auto first = draws_after_init();
+TEST_F(XrandInitConfigured, FixedSeedRepeatsTheSequenceAndIsSaved) {
+    load("20240607", "0", "false");
+    EXPECT_EQ(draws_after_init(), seed_20240607);
     EXPECT_STREQ(saved_seed(), "20240607");
-    const auto second = draws_after_init(); // a second start-up, same seed
-    EXPECT_EQ(first, second);
-    EXPECT_EQ(first, seed_20240607);
+    EXPECT_EQ(draws_after_init(), seed_20240607) << "a second start-up, same seed";
 }
 
-TEST(XrandInitConfigured, IncrementAddsTheSavedSeedAndSavesTheSum) {
-    seed_configuration configuration("20240000", "607", "true");
-    ASSERT_TRUE(configuration.loaded());
+TEST_F(XrandInitConfigured, IncrementAddsTheSavedSeedAndSavesTheSum) {
+    load("20240000", "607", "true");
     EXPECT_EQ(draws_after_init(), seed_20240607);
     EXPECT_STREQ(saved_seed(), "20240607");
     // Each further start adds the saved seed again.
@@ -99,9 +70,8 @@ TEST(XrandInitConfigured, IncrementAddsTheSavedSeedAndSavesTheSum) {
     EXPECT_STREQ(saved_seed(), "40480607");
 }
 
-TEST(XrandInitConfigured, NullSeedKeepsTheClockSeedAndSavesIt) {
-    seed_configuration configuration("null", "5", "false");
-    ASSERT_TRUE(configuration.loaded());
+TEST_F(XrandInitConfigured, NullSeedKeepsTheClockSeedAndSavesIt) {
+    load("null", "5", "false");
     message_capture capture;
     xrand_init();
     ASSERT_FALSE(capture.verboses.empty());
@@ -112,22 +82,16 @@ TEST(XrandInitConfigured, NullSeedKeepsTheClockSeedAndSavesIt) {
     EXPECT_FALSE(capture.warned("failed to store random seed"));
 }
 
-TEST(XrandInitConfigured, MissingSaveKeyIsReportedButTheSeedStillApplies) {
-    config_test_register_streams();
-    scratch_directory scratch;
-    write_file("seeds.ini", "<configuration file for seeds.ini, 1 header(s)>\n\n"
-                            "[lumivane.runtime.random-seeds] (1 entry)\n\n"
-                            "seed.rand = 20240607\n\n<eof>\n");
+TEST_F(XrandInitConfigured, MissingSaveKeyIsReportedButTheSeedStillApplies) {
+    write_file("seeds.ini",
+               "<configuration file for seeds.ini, 1 header(s)>\n"
+               "[lumivane.runtime.random-seeds] (1 entry)\nseed.rand = 20240607\n<eof>\n");
     {
         message_capture quiet;
         ASSERT_EQ(config_load("seeds.ini"), 1);
     }
-    {
-        message_capture capture;
-        xrand_init();
-        EXPECT_TRUE(capture.warned("failed to store random seed to configuration"));
-    }
+    message_capture capture;
+    xrand_init();
+    EXPECT_TRUE(capture.warned("failed to store random seed to configuration"));
     EXPECT_EQ(draw_raw(5), seed_20240607);
-    message_capture quiet;
-    config_unload();
 }

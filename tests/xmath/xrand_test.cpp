@@ -6,6 +6,7 @@
 // built-in table word for word.
 #include "support/capture.h"
 #include "support/child.h"
+#include "support/fixture.h"
 #include "xmath_test_support.h"
 
 #include "file/config.h"
@@ -18,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -29,10 +31,15 @@ constexpr std::uint32_t derived_seed = 0xC0FFEEu;
 // 2^31 - 1 (solved with the multiplier's inverse mod 2^31).
 constexpr std::uint32_t maximum_raw_seed = 230538014u;
 
-std::vector<std::int32_t> draw_raw(int count) {
-    std::vector<std::int32_t> values;
-    for (int i = 0; i < count; ++i)
-        values.push_back(xrandom());
+// A sequence of the model's draws (tests/data/xmath/xrand-model.txt).
+template <class T = double> std::vector<T> model(const std::string &name) {
+    std::vector<T> values;
+    for (const auto &row : fixture_rows("xmath/xrand-model.txt")) {
+        std::istringstream in(row[0] == name ? row[1] : "");
+        for (double value; in >> value;)
+            values.push_back(static_cast<T>(value));
+    }
+    EXPECT_FALSE(values.empty()) << name;
     return values;
 }
 
@@ -47,31 +54,15 @@ int rear_of(const std::uint32_t *buffer) {
 } // namespace
 
 TEST(XrandSequence, EachStateSizeSelectsItsGeneratorAndSeedsIt) {
-    struct size_case {
-        int bytes;
-        int type;
-        std::vector<std::int32_t> first;
-    };
-    const std::vector<std::int32_t> type0 = {2030991660, 1478307829, 898122122, 163062779,
-                                             1300233240};
-    const std::vector<std::int32_t> type1 = {1142719328, 1210502567, 182818651, 1930942805,
-                                             2126533132};
-    const std::vector<std::int32_t> type2 = {1864583183, 1629651253, 51555184, 1774685971,
-                                             851848862};
-    const std::vector<std::int32_t> type3 = {1450735848, 1244333416, 1664242556, 2019804024,
-                                             851229817};
-    const std::vector<std::int32_t> type4 = {1649425768, 532533837, 1058026507, 1224313536,
-                                             1462642029};
-    const size_case cases[] = {{8, 0, type0},   {31, 0, type0},  {32, 1, type1},  {63, 1, type1},
-                               {64, 2, type2},  {127, 2, type2}, {128, 3, type3}, {255, 3, type3},
-                               {256, 4, type4}, {4096, 4, type4}};
-    for (const auto &c : cases) {
-        SCOPED_TRACE("bytes " + std::to_string(c.bytes));
-        borrowed_state buffer(model_seed, c.bytes);
+    const std::pair<int, int> cases[] = {{8, 0},   {31, 0},  {32, 1},  {63, 1},  {64, 2},
+                                         {127, 2}, {128, 3}, {255, 3}, {256, 4}, {4096, 4}};
+    for (const auto &[bytes, type] : cases) {
+        SCOPED_TRACE("bytes " + std::to_string(bytes));
+        borrowed_state buffer(model_seed, bytes);
         ASSERT_NE(buffer.previous(), nullptr);
-        EXPECT_EQ(type_of(buffer.words()), c.type);
+        EXPECT_EQ(type_of(buffer.words()), type);
         EXPECT_EQ(rear_of(buffer.words()), 0); // 10 × degree draws bring the taps round
-        EXPECT_EQ(draw_raw(5), c.first);
+        EXPECT_EQ(draw_raw(5), model<std::int32_t>("type" + std::to_string(type)));
     }
 }
 
@@ -186,36 +177,18 @@ TEST(XrandStateBuffers, MisalignedOrNullBuffersAreRefused) {
 }
 
 TEST(XrandRanges, DerivedValuesFollowTheRawSequence) {
-    {
+    auto eight = [](auto draw) {
         borrowed_state buffer(derived_seed, 128);
-        std::vector<std::int32_t> values;
+        std::vector<double> values;
         for (int i = 0; i < 8; ++i)
-            values.push_back(xrand());
-        EXPECT_EQ(values, (std::vector<std::int32_t>{1963742990, 624646075, 74952349, 1151150901,
-                                                     80415702, 687609026, 1534688439, 990639418}));
-    }
-    {
-        borrowed_state buffer(derived_seed, 128);
-        std::vector<std::int32_t> values;
-        for (int i = 0; i < 8; ++i)
-            values.push_back(xrand_mm(-1000, 1000));
-        // Truncation toward zero: -418.9 gives -418, not -419.
-        EXPECT_EQ(values, (std::vector<std::int32_t>{828, -418, -930, 72, -925, -359, 429, -77}));
-    }
-    {
-        borrowed_state buffer(derived_seed, 128);
-        const double expected[] = {298.39614383876324, -150.57108331471682, -334.87026672810316,
-                                   25.953415520489216, -333.0385348945856,  -129.46110896766186,
-                                   154.5443957671523,  -27.862252816557884};
-        for (double value : expected)
-            EXPECT_EQ(xrand_fmm(-360.0, 360.0), value);
-    }
-    {
-        borrowed_state buffer(derived_seed, 128);
-        const bool expected[] = {true, false, false, true, false, false, true, false};
-        for (bool value : expected)
-            EXPECT_EQ(xrand_bool(), value);
-    }
+            values.push_back(draw());
+        return values;
+    };
+    EXPECT_EQ(eight(xrand), model("xrand"));
+    // Truncation toward zero: -418.9 gives -418, not -419.
+    EXPECT_EQ(eight([] { return xrand_mm(-1000, 1000); }), model("xrand_mm(-1000, 1000)"));
+    EXPECT_EQ(eight([] { return xrand_fmm(-360.0, 360.0); }), model("xrand_fmm(-360, 360)"));
+    EXPECT_EQ(eight(xrand_bool), model("xrand_bool"));
 }
 
 TEST(XrandRanges, IntegerRangeEdges) {
