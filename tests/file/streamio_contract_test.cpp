@@ -201,11 +201,9 @@ TEST_P(WritingStreamDriverContract, UpdateModesOverwriteInPlace) {
         ASSERT_EQ(xfseek(stream.get(), 4999, SEEK_SET), 0);
         EXPECT_EQ(xfgetc(stream.get()), 0) << "a gap reads as zeros";
         EXPECT_EQ(xfgetc(stream.get()), 'a');
-        ASSERT_EQ(xfseek(stream.get(), 2, SEEK_END), 0) << "past the end, from the end";
-        EXPECT_EQ(xfputc('!', stream.get()), '!');
     }
     EXPECT_EQ(read_file("update.dat"),
-              std::string(5000, '\0') + std::string("after a gap\0\0!", 14));
+              std::string(5000, '\0') + "after a gap");
 }
 
 TEST_P(WritingStreamDriverContract, AppendAddsAtTheEnd) {

@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdarg>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <deque>
@@ -393,6 +394,7 @@ TEST_F(StreamDrivers, SingleFileCacheWritesAtCloseAndReadsASnapshot) {
     char line[32];
     ASSERT_NE(xfgets(line, sizeof line, reading.get()), nullptr);
     EXPECT_STREQ(line, "in memory") << "the file was read whole at open";
+    EXPECT_NE(xfseek(reading.get(), LONG_MAX, SEEK_END), 0) << "beyond every offset";
     reading.reset();
     EXPECT_EQ(read_file("cached.txt"), "changed on disk") << "reading writes nothing back";
 
