@@ -321,7 +321,8 @@ TEST(DesktopVideo, FrameMaskFollowsTheDepth) {
         {15, "rgb555"}, {16, "rgb565"}, {24, "bgr24"}, {32, "unchanged"}, {8, nullptr}};
     for (const auto &[bpp, name] : depths) {
         ASSERT_EQ(video_setmode(4, 4, bpp), nullptr) << bpp;
-        colormask mask{.name = "unchanged"};
+        colormask mask{};
+        mask.name = "unchanged";
         EXPECT_EQ(video_get_mask(&mask), name ? 1 : 0) << bpp;
         const colormask *wanted = name ? color_getmask(name, nullptr) : nullptr;
         EXPECT_TRUE(!wanted || std::memcmp(&mask, wanted, sizeof mask) == 0) << bpp;

@@ -104,28 +104,12 @@ TEST_F(ConfigStore, LoadStoresTheLoadTime) {
     EXPECT_EQ(std::strlen(loaded), 25u) << "the ctime text, newline included: " << loaded;
 }
 
-// Header and key patterns match both ways; the first header in file order wins.
 TEST_F(ConfigStore, LookupsMatchPatternsBothWays) {
     ASSERT_EQ(load(sample), 1);
-    struct row {
-        const char *header, *key, *value;
-    };
-    const row rows[] = {
-        {"app.numbers", "count", "42"},
-        {"*.numbers", "count", "42"},
-        {"app.*", "count", "42"},
-        {"app.other", "count", "7"}, // the file's own pattern
-        {nullptr, "count", "42"},
-        {"app.paths", "pla?n", "two words"},
-        {"app.paths", "$path.r*", "/opt/lumivane"},
-        {"my.time.logging", "last.save*", nullptr},
-        {"nothing", "count", nullptr},
-        {nullptr, "nothing", nullptr},
-    };
-    for (const row &r : rows) {
-        const char *value = config_get(r.header, r.key, 0, 0, nullptr);
-        EXPECT_EQ(value ? value : "<none>", std::string(r.value ? r.value : "<none>"))
-            << (r.header ? r.header : "(any)") << " " << r.key;
+    for (const auto &row : fixture_rows("config/lookups.txt")) {
+        const char *value =
+            config_get(row[0] == "-" ? nullptr : row[0].c_str(), row[1].c_str(), 0, 0, nullptr);
+        EXPECT_EQ(value ? value : "-", row[2]) << row[0] << " " << row[1];
     }
     int count = 0;
     EXPECT_STREQ(config_get("app.numbers", "count", DTYPE_INT, 4, &count), "42");

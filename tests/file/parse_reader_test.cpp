@@ -3,6 +3,7 @@
 #include "file/config_test_setup.h"
 #include "file/parse.h"
 #include "support/capture.h"
+#include "support/fixture.h"
 #include "support/scratch.h"
 
 #include <gtest/gtest.h>
@@ -110,40 +111,24 @@ TEST_F(ParseReader, PercentPercentIsCompared) {
 // Bad input names what was wrong, with the file and the line.
 TEST_F(ParseReader, BadInputIsAnErrorNamingFileAndLine) {
     const std::string overlong(PARSE_LINE_MAX + 1, 'w');
-    struct row {
-        std::string contents;
-        const char *format;
-        std::string error;
-    };
-    const row rows[] = {
-        {"\n\n12a\n", "%d", "'12a' is not a valid signed integer (file tokens.txt, line 3)"},
-        {"12a", "%x", "'12a' is not a valid signed integer (file tokens.txt, line 1)"},
-        {"12a", "%u", "'12a' is not a valid unsigned integer (file tokens.txt, line 1)"},
-        {"12a", "%ld", "'12a' is not a valid signed long integer (file tokens.txt, line 1)"},
-        {"12a", "%lx", "'12a' is not a valid signed long integer (file tokens.txt, line 1)"},
-        {"12a", "%lu", "'12a' is not a valid unsigned long integer (file tokens.txt, line 1)"},
-        {"12a", "%lf", "'12a' is not a valid floating point value (file tokens.txt, line 1)"},
-        {"word\n", "%q", "failed to parse format token from (source='%q' target ='word')"},
-        // Case-sensitive.
-        {"\n<EOF>\n", "<eof>", "expecting 'eof' instead of 'EOF' (file tokens.txt, line 2)"},
-        {"one # two\n\n", "%s %s", "unexpected end of file 'tokens.txt' at line 2"},
-        {"", "<eof>", "unexpected end of file 'tokens.txt' at line 0"},
-        {"key = \"open\nclose\"\n", "%s = %s",
-         "unexpected end of string in file(tokens.txt) at line 1"},
-        {"\"a\rb\"\n", "%s", "unexpected end of string in file(tokens.txt) at line 1"},
-        // An error, not a truncated token.
-        {"first\n" + overlong + "\nafter\n", "%s %s",
-         "line too long in file(tokens.txt) at line 2, maximum is 4095 characters"},
-        {std::string("key = va\0lue\n", 13), "%s = %s",
-         "unexpected NUL byte in file(tokens.txt) at line 1"},
-        // Deep brackets are just tokens.
-        {std::string(2000, '[') + std::string(2000, ']') + "\n", "[ ]",
-         "expecting ']' instead of '[' (file tokens.txt, line 1)"},
-    };
+    auto cases = fixture_sections("file/bad-tokens.txt");
+    cases.insert(
+        cases.end(),
+        {{"%s | unexpected end of string in file(tokens.txt) at line 1", "\"a\rb\"\n"},
+         // An error, not a truncated token.
+         {"%s %s | line too long in file(tokens.txt) at line 2, maximum is 4095 characters",
+          "first\n" + overlong + "\nafter\n"},
+         {"%s = %s | unexpected NUL byte in file(tokens.txt) at line 1",
+          std::string("key = va\0lue\n", 13)},
+         // Deep brackets are just tokens.
+         {"[ ] | expecting ']' instead of '[' (file tokens.txt, line 1)",
+          std::string(2000, '[') + std::string(2000, ']') + "\n"}});
     alignas(8) char first[PARSE_BUFFER_SIZE], second[PARSE_BUFFER_SIZE];
-    for (const row &r : rows) {
-        bound_file file(r.contents);
-        EXPECT_EQ(error_of([&] { parse_read(r.format, first, second); }), r.error) << r.format;
+    for (const auto &[title, contents] : cases) {
+        const std::string format = title.substr(0, title.find(" | "));
+        bound_file file(contents);
+        EXPECT_EQ(error_of([&] { parse_read(format.c_str(), first, second); }),
+                  title.substr(title.find(" | ") + 3));
     }
 }
 
