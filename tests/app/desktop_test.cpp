@@ -3,6 +3,7 @@
 #include "app/app_support.h"
 #include "gfx/2d/bitmap/color.h"
 #include "platform/linux/gcc/desktop/video/video.h"
+#include "support/fixture.h"
 #include "support/scratch.h"
 
 // Before the X headers, whose macros (None) clash with its names.
@@ -220,28 +221,11 @@ TEST(Setroot, RefusesWithAReason) {
     scratch_directory scratch;
     write_bmp("picture.bmp", test_picture(4, 4));
     write_file("words.bmp", "not a picture\n");
-    struct row {
-        std::vector<std::string> arguments;
-        const char *display;
-        int status;
-        const char *said;
-    };
-    const row rows[] = {
-        {{"picture.bmp"},
-         "",
-         1,
-         "setroot: no X display to set the background of (DISPLAY is not set)"},
-        {{"picture.bmp"}, ":65000", 1, "setroot: cannot open display ':65000'"},
-        {{"missing.bmp"}, ":65000", 1, "setroot: cannot read 'missing.bmp': No such file"},
-        {{"words.bmp"}, ":65000", 1, "setroot: 'words.bmp' is not a picture that can be read"},
-        {{"--stretch", "picture.bmp"}, ":65000", 2, "setroot: unknown option '--stretch'"},
-        {{}, ":65000", 2, "setroot: no file given"},
-    };
-    for (const row &r : rows) {
+    for (const auto &row : fixture_rows("app/setroot-refusals.txt")) {
         run_result result =
-            run_child(setroot_path(), r.arguments, {{"DISPLAY", r.display}}, scratch.path());
-        EXPECT_EQ(result.status, r.status) << r.said;
-        EXPECT_TRUE(has(result.err, r.said)) << result.err;
+            run_child(setroot_path(), fixture_words(row[0]), {{"DISPLAY", row[1]}}, scratch.path());
+        EXPECT_EQ(result.status, std::stoi(row[2])) << row[3];
+        EXPECT_TRUE(has(result.err, row[3])) << result.err;
     }
     run_result help = run_child(setroot_path(), {"--help"});
     EXPECT_EQ(help.status, 0);

@@ -1,5 +1,6 @@
 // The program's command line, run in child processes without an X server.
 #include "app/app_support.h"
+#include "support/fixture.h"
 #include "support/scratch.h"
 
 #include <gtest/gtest.h>
@@ -72,26 +73,14 @@ TEST_F(Program, HelpReadsEveryOptionAndNeverOpensTheDisplay) {
 }
 
 TEST_F(Program, OptionErrorsEndTheProgram) {
-    struct row {
-        std::vector<std::string> arguments;
-        const char *message;
-    };
-    const row rows[] = {
-        {{"-W", "no-such-effect"}, "unknown preset 'no-such-effect'"},
-        {{"-S", "no-such-driver"}, "no such streamio driver 'no-such-driver'"},
-        {{"-M", "make it pretty"}, "meta command 'make it pretty' failed execution"},
-        {{"-s", "shot%s.tga"}, "invalid file name template 'shot%s.tga'"},
-        {{"-s", "a%d%d.tga"}, "invalid file name template 'a%d%d.tga'"},
-        {{"-R", "missing.preset"}, "failed to load preset 'missing.preset' (error="},
-    };
-    for (const row &r : rows) {
-        std::vector<std::string> arguments = r.arguments;
+    for (const auto &row : fixture_rows("app/option-errors.txt")) {
+        std::vector<std::string> arguments = fixture_words(row[0]);
         arguments.insert(arguments.end(), {"-d", "-m", "1"});
         run_result result = run(arguments);
         EXPECT_TRUE(has(result.err, "Lumivane/handler.error/Lumivane [./lumivane.c("))
-            << r.message << "\n"
+            << row[1] << "\n"
             << result.err;
-        EXPECT_TRUE(has(result.err, r.message)) << result.err;
+        EXPECT_TRUE(has(result.err, row[1])) << result.err;
         EXPECT_TRUE(has(result.err, aborted));
         EXPECT_FALSE(has(result.out, runtime_line)) << "no orderly shutdown after an error";
     }

@@ -11,7 +11,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -88,14 +87,6 @@ class Getopt : public testing::Test {
     message_capture capture;
 };
 
-std::vector<std::string> split(const std::string &text) {
-    std::vector<std::string> parts;
-    std::istringstream in(text);
-    for (std::string part; std::getline(in, part, ';');)
-        parts.push_back(part);
-    return parts;
-}
-
 // What a command line reads as: the options with their arguments, or the
 // error it raises.
 TEST_F(Getopt, ReadsOptionsOrNamesTheFault) {
@@ -103,9 +94,10 @@ TEST_F(Getopt, ReadsOptionsOrNamesTheFault) {
     for (const auto &row : fixture_rows("core/getopt-reads.txt")) {
         SCOPED_TRACE(row[0]);
         std::vector<option_read> reads, expected;
-        for (const std::string &read : split(row[1]))
+        for (const std::string &read : fixture_words(row[1]))
             expected.push_back({read[0], read.substr(2)});
-        EXPECT_EQ(error_of([&] { reads = read_all(split(row[0])); }), row.size() > 2 ? row[2] : "");
+        EXPECT_EQ(error_of([&] { reads = read_all(fixture_words(row[0])); }),
+                  row.size() > 2 ? row[2] : "");
         EXPECT_EQ(reads, expected);
     }
     // The reader starts afresh after the end.

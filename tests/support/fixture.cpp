@@ -48,6 +48,14 @@ std::vector<std::vector<std::string>> fixture_rows(const std::string &name, char
     return rows;
 }
 
+std::vector<std::string> fixture_words(const std::string &field, char separator) {
+    std::vector<std::string> words;
+    std::istringstream in(field);
+    for (std::string word; std::getline(in, word, separator);)
+        words.push_back(word);
+    return words;
+}
+
 std::vector<std::pair<std::string, std::string>> fixture_sections(const std::string &name) {
     std::vector<std::pair<std::string, std::string>> sections;
     for (const std::string &line : raw_lines(name)) {
