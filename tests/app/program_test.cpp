@@ -28,24 +28,19 @@ class Program : public testing::Test {
 };
 
 TEST_F(Program, ListingsEndTheProgramAtOnce) {
-    struct row {
-        const char *option;
-        const char *listed;
-    };
-    const row rows[] = {
+    const std::pair<const char *, const char *> rows[] = {
         {"-0", "streamio driver(0)"},
         {"-1", "bitmap IO driver("},
         {"-2", "bitmap fx driver(0)"},
         {"-3", "\t\tprocedure 0"},
-        {"-8", "no 3d particle system drivers available"},
-    };
-    for (const row &r : rows) {
+        {"-8", "no 3d particle system drivers available"}};
+    for (const auto &[option, listed] : rows) {
         // The help after the listing is never read.
-        run_result result = run({r.option, "-h"});
-        EXPECT_EQ(result.status, 0) << r.option;
-        EXPECT_TRUE(has(result.out, r.listed)) << r.option << "\n" << result.out;
-        EXPECT_FALSE(has(result.out, "command line options for")) << r.option;
-        EXPECT_TRUE(has(result.out, runtime_line)) << r.option << " ends through xexit";
+        run_result result = run({option, "-h"});
+        EXPECT_EQ(result.status, 0) << option;
+        EXPECT_TRUE(has(result.out, listed)) << option << "\n" << result.out;
+        EXPECT_FALSE(has(result.out, "command line options for")) << option;
+        EXPECT_TRUE(has(result.out, runtime_line)) << option << " ends through xexit";
     }
 }
 

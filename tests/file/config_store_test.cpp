@@ -143,11 +143,11 @@ TEST_F(ConfigStore, PutReplacesExistingValuesOnly) {
     message_capture capture;
     EXPECT_EQ(config_put("app.numbers", "missing", "1"), 0);
     EXPECT_EQ(config_put(nullptr, "missing", "1"), 0);
-    ASSERT_EQ(capture.warnings.size(), 2u);
-    EXPECT_EQ(capture.warnings[0].text, "trying to put key 'missing' (header = 'app.numbers') to "
-                                        "configuration while key does not exist");
-    EXPECT_EQ(capture.warnings[1].text, "trying to put key 'missing' (header = 'none') to "
-                                        "configuration while key does not exist");
+    EXPECT_THAT(texts(capture.warnings),
+                testing::ElementsAre("trying to put key 'missing' (header = 'app.numbers') to "
+                                     "configuration while key does not exist",
+                                     "trying to put key 'missing' (header = 'none') to "
+                                     "configuration while key does not exist"));
     EXPECT_EQ(capture.warnings[0].ident, "config");
     EXPECT_EQ(config_get(nullptr, "missing", 0, 0, nullptr), nullptr);
 }
