@@ -202,8 +202,7 @@ TEST_P(WritingStreamDriverContract, UpdateModesOverwriteInPlace) {
         EXPECT_EQ(xfgetc(stream.get()), 0) << "a gap reads as zeros";
         EXPECT_EQ(xfgetc(stream.get()), 'a');
     }
-    EXPECT_EQ(read_file("update.dat"),
-              std::string(5000, '\0') + "after a gap");
+    EXPECT_EQ(read_file("update.dat"), std::string(5000, '\0') + "after a gap");
 }
 
 TEST_P(WritingStreamDriverContract, AppendAddsAtTheEnd) {

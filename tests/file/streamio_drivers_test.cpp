@@ -15,8 +15,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdarg>
 #include <climits>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <deque>
