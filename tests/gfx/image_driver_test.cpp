@@ -308,13 +308,15 @@ TEST_F(ImageFiles, AreRefusedWithTheirMessage) {
         const std::string error = error_of([&] { image = driver->load(path.c_str()); });
         EXPECT_EQ(image, nullptr);
         bitmap_kill(image);
-        if (line[1] == "error") {
-            EXPECT_EQ(error, message);
-        } else {
-            EXPECT_EQ(error, "");
-            if (line[1] == "warning") {
-                EXPECT_THAT(messages.warnings, Contains(Field(&captured_message::text, message)));
-            }
+        // Every warning the reader gave, in order: the first fault found ends
+        // the reading, so there is one unless the index lists follow-ups.
+        std::string said;
+        for (const captured_message &m : messages.warnings)
+            if (m.ident != "config")
+                said += (said.empty() ? "" : " | ") + m.text;
+        EXPECT_EQ(error, line[1] == "error" ? message : "");
+        if (line[1] == "warning") {
+            EXPECT_EQ(said, message);
         }
     }
 }
