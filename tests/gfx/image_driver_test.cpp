@@ -96,25 +96,6 @@ void expect_golden(const std::string &name, const std::string &bytes) {
     EXPECT_TRUE(file_bytes(path) == bytes) << name << " differs from what the writer made";
 }
 
-// The lines of an index, without comments; each split into its first
-// `fields` words and the rest of the line.
-std::vector<std::vector<std::string>> index_lines(const std::string &name, int fields) {
-    std::ifstream in(data_dir + name);
-    std::vector<std::vector<std::string>> lines;
-    for (std::string line; std::getline(in, line);) {
-        if (line.empty() || line[0] == '#')
-            continue;
-        std::istringstream words(line);
-        std::vector<std::string> parts(static_cast<std::size_t>(fields) + 1);
-        for (int i = 0; i < fields; ++i)
-            words >> parts[static_cast<std::size_t>(i)];
-        std::getline(words >> std::ws, parts.back());
-        lines.push_back(parts);
-    }
-    EXPECT_FALSE(lines.empty()) << name;
-    return lines;
-}
-
 // The driver a file's suffix names (recognition by suffix alone, so that a
 // file with another format's magic still reaches the reader under test).
 bitmapio_driver *driver_for(const std::string &file) {

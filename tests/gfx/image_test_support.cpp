@@ -129,6 +129,38 @@ std::string file_bytes(const std::string &path) {
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
+std::vector<std::vector<std::string>> index_lines(const std::string &name, int fields) {
+    std::ifstream in(std::string(LUMIVANE_TEST_DATA) + "/" + name);
+    std::vector<std::vector<std::string>> lines;
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty() || line[0] == '#')
+            continue;
+        std::istringstream words(line);
+        std::vector<std::string> parts(static_cast<std::size_t>(fields) + 1);
+        for (int i = 0; i < fields; ++i)
+            words >> parts[static_cast<std::size_t>(i)];
+        std::getline(words >> std::ws, parts.back());
+        lines.push_back(parts);
+    }
+    EXPECT_FALSE(lines.empty()) << name;
+    return lines;
+}
+
+std::string unescaped(const std::string &text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\' || i + 1 == text.size())
+            out += text[i];
+        else if (text[++i] != 'x')
+            out += text[i] == 'n' ? '\n' : text[i];
+        else {
+            out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        }
+    }
+    return out;
+}
+
 namespace {
 
 // The next header number of a PPM, skipping whitespace and comments.
