@@ -152,7 +152,7 @@ std::string unescaped(const std::string &text) {
         if (text[i] != '\\' || i + 1 == text.size())
             out += text[i];
         else if (text[++i] != 'x')
-            out += text[i] == 'n' ? '\n' : text[i];
+            out += text[i] == 'n' ? '\n' : text[i] == 't' ? '\t' : text[i];
         else {
             out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
             i += 2;

@@ -49,7 +49,7 @@ std::string file_bytes(const std::string &path);
 // split into its first `fields` words and the rest of the line.
 std::vector<std::vector<std::string>> index_lines(const std::string &name, int fields);
 
-// `text` with the escapes \n, \\ and \xNN (NN two hex digits) replaced.
+// `text` with the escapes \n, \t, \\ and \xNN (NN two hex digits) replaced.
 std::string unescaped(const std::string &text);
 
 // The pixels of a PPM (P3 or P6, maxval 255); false when the text is none.
