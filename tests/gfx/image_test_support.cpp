@@ -226,6 +226,17 @@ std::string run_command(const std::string &command, int &status) {
     return output;
 }
 
+std::vector<std::uint8_t> rgb_from_command(const std::string &command, std::uint32_t &width,
+                                           std::uint32_t &height) {
+    int status = -1;
+    const std::string output = run_command(command, status);
+    EXPECT_EQ(status, 0) << command;
+    std::vector<std::uint8_t> rgb;
+    width = height = 0;
+    EXPECT_TRUE(parse_ppm(output, width, height, rgb)) << command << " printed no PPM";
+    return rgb;
+}
+
 std::string tool_path(const std::string &name) {
     // Distribution tools by their own path: a personal PATH may put other
     // programs of the same name first.

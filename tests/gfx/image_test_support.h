@@ -60,6 +60,11 @@ bool parse_ppm(const std::string &text, std::uint32_t &width, std::uint32_t &hei
 // exit status.  Standard error goes to the test's own.
 std::string run_command(const std::string &command, int &status);
 
+// The pixels of the PPM that `command` prints; the test fails when the
+// command fails or prints no PPM.
+std::vector<std::uint8_t> rgb_from_command(const std::string &command, std::uint32_t &width,
+                                           std::uint32_t &height);
+
 // The absolute path of an outside tool that the README's test command
 // installs; the calling test fails (not skips) when it is missing.
 std::string tool_path(const std::string &name);

@@ -2,7 +2,6 @@
 // pixel per bitmap pixel, to exactly the bitmap's picture.
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/bitmapio.h"
-#include "image_readers.h"
 #include "image_test_support.h"
 #include "support/scratch.h"
 
