@@ -45,16 +45,6 @@ TEST(ColorMaskTable, GetmaskMatchesWildcardsAndCopies) {
     EXPECT_EQ(color_getmask(nullptr, nullptr), nullptr);
 }
 
-TEST(ColorMaskTable, NativeMasks) {
-    EXPECT_STREQ(color_native_mask(15)->name, "rgb555");
-    EXPECT_STREQ(color_native_mask(16)->name, "rgb565");
-    EXPECT_STREQ(color_native_mask(24)->name, "bgr24");
-    EXPECT_STREQ(color_native_mask(32)->name, "abgr32");
-    EXPECT_EQ(color_native_mask(8), nullptr);
-    // Until the display says otherwise the application's mask changes nothing.
-    EXPECT_STREQ(color_mask.name, "bgr24");
-}
-
 // Packing and unpacking, both ways where nothing is lost.  Low bits are not
 // replicated on the way back, and alpha has no place in 24 or 16 bpp.
 TEST(ColorPack, NativeAndNamedLayouts) {
