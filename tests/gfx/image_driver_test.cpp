@@ -31,6 +31,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using testing::Contains;
@@ -110,23 +111,8 @@ const driver_row *row_of(const bitmapio_driver *driver) {
     return nullptr;
 }
 
-// The picture as it must come out of the reader.
-struct picture {
-    std::uint32_t width = 0, height = 0;
-    std::vector<std::uint8_t> rgb;
-    bool operator==(const picture &) const = default;
-};
-void PrintTo(const picture &p, std::ostream *out) {
-    *out << p.width << "x" << p.height;
-}
-
-picture expected_picture(const std::string &name) {
-    picture p;
-    EXPECT_TRUE(
-        parse_ppm(file_bytes(data_dir + "pictures/" + name + ".ppm"), p.width, p.height, p.rgb))
-        << name;
-    return p;
-}
+// A picture as its size and red, green, blue bytes.
+using picture = std::tuple<std::uint32_t, std::uint32_t, std::vector<std::uint8_t>>;
 
 picture seen(const bitmap *image) {
     return {image->xsize, image->ysize, rgb_of(image)};
@@ -257,7 +243,9 @@ TEST_F(ImageFiles, DecodeToTheirPictures) {
         const std::string path = source_dir + file;
         bitmapio_driver *driver = driver_for(file);
         ASSERT_NE(driver, nullptr);
-        const picture expected = expected_picture(line[1]);
+        picture expected;
+        ASSERT_TRUE(parse_ppm(file_bytes(data_dir + "pictures/" + line[1] + ".ppm"),
+                              std::get<0>(expected), std::get<1>(expected), std::get<2>(expected)));
         messages.warnings.clear();
         bitmap_ptr image(driver->load(path.c_str()));
         ASSERT_TRUE(image);

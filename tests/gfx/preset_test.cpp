@@ -284,11 +284,10 @@ TEST_F(Preset, MetaCommandsSetParameters) {
                                     "r:0.5 g:0.5 b:0.25  "),
               1);
     EXPECT_EQ(tint.b, 0.25);
-    EXPECT_EQ(bitmapfx_meta_command("set fxdriver test.preset parameter level to"), 0);
-    EXPECT_EQ(bitmapfx_meta_command("set fxdriver test.preset parameter level"), 0);
-    EXPECT_EQ(bitmapfx_meta_command("set driver test.preset parameter level to 1"), 0);
-    EXPECT_EQ(bitmapfx_meta_command("picture.tga"), 0);
-    EXPECT_EQ(bitmapfx_meta_command(""), 0);
+    for (const char *other :
+         {"set fxdriver test.preset parameter level to", "set fxdriver test.preset parameter level",
+          "set driver test.preset parameter level to 1", "picture.tga", ""})
+        EXPECT_EQ(bitmapfx_meta_command(other), 0) << other;
     EXPECT_EQ(level, 12);
     EXPECT_EQ(
         error_of([] { bitmapfx_meta_command("set fxdriver test.preset parameter nothing to 1"); }),
