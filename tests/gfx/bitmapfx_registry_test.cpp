@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 using fxtest::owned;
 using testing::AllOf;
@@ -259,18 +260,16 @@ TEST_F(Registry, ShoutingSetsValuesFromText) {
     EXPECT_EQ(level, 32);
     ASSERT_EQ(bitmapfx_shout("test.rec*", "tint", "r:10 g:20 b:30"), 1);
     EXPECT_EQ(tint.g, 20);
-    EXPECT_EQ(error_of([] { bitmapfx_shout("no.such", "level", "1"); }),
-              "no such fx driver 'no.such'");
-    EXPECT_EQ(error_of([] { bitmapfx_shout("test.recorder", "nothing", "1"); }),
-              "no such parameter 'nothing' for driver 'test.recorder'");
-    EXPECT_EQ(error_of([] { bitmapfx_shout("test.recorder", "secret", "1"); }),
-              "trying to write to unwritable parameter 'secret' in driver "
-              "'test.recorder'");
-    EXPECT_EQ(error_of([] { bitmapfx_shout("test.recorder", "source_bitmap", "null"); }),
-              "trying to write to unwritable parameter 'source_bitmap' in driver "
-              "'test.recorder'");
-    EXPECT_EQ(error_of([] { bitmapfx_shout("test.recorder", "level", "many"); }),
-              "'many' is not a valid value of type 'int'");
+    for (auto [driver, key, text, error] :
+         {std::tuple{"no.such", "level", "1", "no such fx driver 'no.such'"},
+          {"test.recorder", "nothing", "1",
+           "no such parameter 'nothing' for driver 'test.recorder'"},
+          {"test.recorder", "secret", "1",
+           "trying to write to unwritable parameter 'secret' in driver 'test.recorder'"},
+          {"test.recorder", "source_bitmap", "null",
+           "trying to write to unwritable parameter 'source_bitmap' in driver 'test.recorder'"},
+          {"test.recorder", "level", "many", "'many' is not a valid value of type 'int'"}})
+        EXPECT_EQ(error_of([d = driver, k = key, t = text] { bitmapfx_shout(d, k, t); }), error);
     EXPECT_EQ(level, 32);
     returning_errors guard; // the failure is also the answer
     EXPECT_EQ(bitmapfx_shout("test.recorder", "level", "many"), 0);
