@@ -115,15 +115,16 @@ TEST(BitmapSizeRules, ReturningErrorTargetGetsZeroAndASmallBlock) {
     EXPECT_EQ(returning_errors::texts().size(), 3u);
 }
 
+// A negative size read from a file reaches the check as a huge unsigned one.
 TEST(BitmapLimits, SidesAndAreaAreCapped) {
-    EXPECT_EQ(bitmap_check_size(65535, 1), nullptr);
-    EXPECT_EQ(bitmap_check_size(8192, 8192), nullptr);
-    EXPECT_NE(bitmap_check_size(65536, 1), nullptr);
-    EXPECT_NE(bitmap_check_size(1, 65536), nullptr);
-    EXPECT_NE(bitmap_check_size(8192, 8193), nullptr);
-    EXPECT_NE(bitmap_check_size(0xFFFFFFFFull, 0xFFFFFFFFull), nullptr);
-    // A negative size read from a file and passed on as unsigned.
-    EXPECT_NE(bitmap_check_size(static_cast<std::uint32_t>(-1), 2), nullptr);
+    for (auto [w, h] : {std::pair{65535ull, 1ull}, {8192ull, 8192ull}})
+        EXPECT_EQ(bitmap_check_size(w, h), nullptr) << w << "x" << h;
+    for (auto [w, h] : {std::pair{65536ull, 1ull},
+                        {1ull, 65536ull},
+                        {8192ull, 8193ull},
+                        {0xFFFFFFFFull, 0xFFFFFFFFull},
+                        {0xFFFFFFFFull, 2ull}})
+        EXPECT_NE(bitmap_check_size(w, h), nullptr) << w << "x" << h;
 }
 
 TEST(BitmapLimits, OversizedAllocationIsRefusedBeforeAnythingIsAllocated) {
