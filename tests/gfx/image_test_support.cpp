@@ -70,14 +70,7 @@ bitmap_ptr golden_picture(const std::string &variant, std::int32_t bpp) {
 }
 
 std::vector<std::uint8_t> f_rgb() {
-    std::vector<std::uint8_t> rgb;
-    for (std::uint32_t y = 0; y < f_height; ++y)
-        for (std::uint32_t x = 0; x < f_width; ++x) {
-            bool red = f_is_red(x, y);
-            rgb.insert(rgb.end(), {static_cast<std::uint8_t>(red ? 255 : 0), 0,
-                                   static_cast<std::uint8_t>(red ? 0 : 255)});
-        }
-    return rgb;
+    return rgb_of(make_f_picture(24).get());
 }
 
 bitmap_ptr make_pattern(std::uint32_t width, std::uint32_t height, std::int32_t bpp,
