@@ -70,16 +70,6 @@ TEST_F(Array, EveryDepthCompilesAndPrintsItsPixelsBack) {
     }
 }
 
-TEST_F(Array, FPictureKeepsItsOrientation) {
-    bitmap_ptr picture = make_f_picture(24);
-    ASSERT_EQ(bitmapio_array_driver.save("f.ca", picture.get()), 1);
-    std::string printed = compile_and_print("f.ca", "f", false);
-    std::string expected = "6 5 24 0\n";
-    for (std::uint8_t byte : f_rgb())
-        expected += std::to_string(byte) + "\n";
-    EXPECT_EQ(printed, expected);
-}
-
 TEST_F(Array, IdentifiersComeFromTheFileName) {
     bitmap_ptr picture = make_f_picture(8);
     colormap_kill(picture->cmap);

@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <string>
+#include <tuple>
 
 using fxtest::owned;
 using testing::AllOf;
@@ -162,19 +164,15 @@ TEST_F(Registry, FlawedRecordsAreRefused) {
         EXPECT_EQ(error_of([&] { bitmapfx_register_driver(&r.driver); }), r.error);
         EXPECT_EQ(bitmapfx_find_driver(r.driver.name), nullptr) << r.driver.name;
     }
-}
-
-TEST_F(Registry, NotStorableValuesAreNotReadBack) {
-    static rgbscalar fine_colour = {0.1234567, 0.5, 0.5};
-    static bitmapfx_parameter parameters[] = {
+    // A value that is never stored need not read back.
+    static bitmapfx_parameter unstored_list[] = {
         fxtest::parameter("colour", BITMAPFX_TYPE_RGBSCALAR, 24, &fine_colour,
                           BITMAPFX_NOT_STORABLE),
-        BITMAPFX_PARAMETER_END,
-    };
-    static bitmapfx_driver driver =
-        plain("test.unstored", "$path.presets$/unstored.preset", parameters);
-    fxtest::ensure_registered(&driver);
-    EXPECT_EQ(bitmapfx_find_driver("test.unstored"), &driver);
+        BITMAPFX_PARAMETER_END};
+    static bitmapfx_driver unstored =
+        plain("test.unstored", "$path.presets$/u.preset", unstored_list);
+    fxtest::ensure_registered(&unstored);
+    EXPECT_EQ(bitmapfx_find_driver("test.unstored"), &unstored);
 }
 
 TEST_F(Registry, FindingDriversAndProcedures) {
@@ -201,8 +199,7 @@ TEST_F(Registry, StoredValuesAreCopiedInAndOut) {
 
     rgbpack colour{9, 8, 7};
     EXPECT_EQ(bitmapfx_talk(&recorder, "tint", &colour), nullptr);
-    EXPECT_EQ(tint.r, 9);
-    EXPECT_EQ(tint.b, 7);
+    EXPECT_EQ(std::memcmp(&tint, &colour, sizeof tint), 0);
 
     ASSERT_EQ(put_parameter(&recorder, "level", nullptr), 1);
     EXPECT_EQ(level, 0);
@@ -263,19 +260,19 @@ TEST_F(Registry, ShoutingSetsValuesFromText) {
     EXPECT_EQ(level, 32);
     ASSERT_EQ(bitmapfx_shout("test.rec*", "tint", "r:10 g:20 b:30"), 1);
     EXPECT_EQ(tint.g, 20);
-    EXPECT_EQ(error_of([] { bitmapfx_shout("no.such", "level", "1"); }),
-              "no such fx driver 'no.such'");
-    EXPECT_EQ(error_of([] { bitmapfx_shout("test.recorder", "nothing", "1"); }),
-              "no such parameter 'nothing' for driver 'test.recorder'");
-    EXPECT_EQ(error_of([] { bitmapfx_shout("test.recorder", "secret", "1"); }),
-              "trying to write to unwritable parameter 'secret' in driver "
-              "'test.recorder'");
-    EXPECT_EQ(error_of([] { bitmapfx_shout("test.recorder", "source_bitmap", "null"); }),
-              "trying to write to unwritable parameter 'source_bitmap' in driver "
-              "'test.recorder'");
-    EXPECT_EQ(error_of([] { bitmapfx_shout("test.recorder", "level", "many"); }),
-              "'many' is not a valid value of type 'int'");
+    for (auto [driver, key, text, error] :
+         {std::tuple{"no.such", "level", "1", "no such fx driver 'no.such'"},
+          {"test.recorder", "nothing", "1",
+           "no such parameter 'nothing' for driver 'test.recorder'"},
+          {"test.recorder", "secret", "1",
+           "trying to write to unwritable parameter 'secret' in driver 'test.recorder'"},
+          {"test.recorder", "source_bitmap", "null",
+           "trying to write to unwritable parameter 'source_bitmap' in driver 'test.recorder'"},
+          {"test.recorder", "level", "many", "'many' is not a valid value of type 'int'"}})
+        EXPECT_EQ(error_of([d = driver, k = key, t = text] { bitmapfx_shout(d, k, t); }), error);
     EXPECT_EQ(level, 32);
+    returning_errors guard; // the failure is also the answer
+    EXPECT_EQ(bitmapfx_shout("test.recorder", "level", "many"), 0);
 }
 
 TEST_F(Registry, ResetEmptiesCleanedUpParameters) {
@@ -409,18 +406,6 @@ TEST_F(Registry, SimpleInPlaceReplacesTheBitmap) {
     EXPECT_EQ(seen_depth, 32);
     EXPECT_EQ(bitmap_compare(result, copy.get(), 1), 1);
     EXPECT_EQ(bitmapfx_talk(&recorder, "source_bitmap", nullptr), nullptr);
-
-    // From 8 bpp: converted in place, run, and brought back.
-    bitmap *indexed = bitmap_alloc2(2, 2, 8);
-    indexed->cmap = colormap_alloc(2);
-    indexed->cmap->entry[1] = {10, 20, 30};
-    bitmap_putpixel(indexed, 1, 1, 1);
-    bitmap *slot = indexed;
-    ASSERT_NE(bitmapfx_simple2(&recorder, &slot), nullptr);
-    owned converted(slot);
-    EXPECT_EQ(slot->bpp, 8);
-    EXPECT_EQ(get_pixel(slot, 1, 1, 24), 0x1E140Au);
-    EXPECT_EQ(get_pixel(slot, 0, 0, 24), 0u);
 }
 
 // The recorder's part of a listing: from its name to the next driver.

@@ -4,6 +4,7 @@
 #include "gfx/2d/bitmap/loaders/bytes.h"
 #include "image_test_support.h"
 #include "support/capture.h"
+#include "support/child.h"
 #include "support/scratch.h"
 
 #include <gtest/gtest.h>
@@ -85,6 +86,14 @@ TEST_F(ByteFields, ReaderSeeksSkipsAndScans) {
     EXPECT_FALSE(in.seek(6));
     EXPECT_FALSE(in.skip(1));
     EXPECT_FALSE(in.ok());
+
+    // A pipe cannot seek: skipping reads past, zero bytes included.
+    filled_pipe pipe(std::string("\0\0z", 3));
+    stream_ptr piped = open(pipe.name(), "rb");
+    byte_reader from_pipe(piped.get());
+    EXPECT_FALSE(from_pipe.sized());
+    EXPECT_TRUE(from_pipe.skip(2));
+    EXPECT_EQ(from_pipe.getc(), 'z');
 }
 
 TEST_F(ByteFields, ReaderCrossesItsBlocks) {

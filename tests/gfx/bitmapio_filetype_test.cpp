@@ -11,18 +11,6 @@
 
 namespace {
 
-struct signature_case {
-    std::string contents;
-    const char *type;
-};
-
-std::string bytes(std::initializer_list<int> values) {
-    std::string text;
-    for (int value : values)
-        text.push_back(static_cast<char>(value));
-    return text;
-}
-
 class ImageFileType : public testing::Test {
   protected:
     void SetUp() override {
@@ -38,68 +26,23 @@ class ImageFileType : public testing::Test {
 } // namespace
 
 TEST_F(ImageFileType, EverySignature) {
-    const signature_case cases[] = {
-        {"id=ImageMagick\n", "miff"},
-        {"#?RADIANCE\n", "radiance"},
-        {bytes({0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A, 0}), "png"},
-        {"LBLSIZE=", "vicar"},
-        {"NJPL1I00", "vicar"},
-        {"SIMPLE  =", "fits"},
-        {"mhwanh\x00\x04", "alchemy"},
-        {"%!PDF-1.4", "pdf"},
-        {"GIF87a", "gif87a"},
-        {"GIF89a", "gif89a"},
-        {"FORM\x00\x00\x00\x10ILBM", "iff"},
-        {"SBM2\xC8", "sbm2"},
-        {"SBM3\nversion", "sbm3"},
-        {bytes({0xFF, 0xD8, 0xFF, 0xE0, 0x00, 0x10, 'J', 'F', 'I', 'F', 0}), "jpeg"},
-        {bytes({0x0E, 0x03, 0x13, 0x01, 0}), "hdf"},
-        {"PCD_OPA", "pcd"},
-        {bytes({0x59, 0xA6, 0x6A, 0x95, 0}), "sun"},
-        {bytes({0x4D, 0x4D, 0x00, 0x2A}), "tiff"},
-        {bytes({0x49, 0x49, 0x2A, 0x00}), "tiff"},
-        {"IKRA", "ikr"},
-        {"IKRB", "ikr"},
-        {"%!PS-Adobe-3.0", "*postscript"},
-        {"IT0", "fits"},
-        {"P6\n6 5\n255\n", "portable pixmap"},
-        {"P3\n", "portable pixmap"},
-        {"P5\n", "portable pixmap"},
-        {"P2\n", "portable pixmap"},
-        {"BM", "windows bitmap"},
-        {bytes({0x01, 0xDA, 1}), "sgi"},
-        {bytes({0x52, 0xCC}), "rle"},
-        {bytes({0x10, 5, 1}), "pcx"},
-        {bytes({0x00, 1, 2}), "targa"},
-    };
-    for (const signature_case &entry : cases) {
+    for (const auto &line : index_lines("filetype/signatures.txt", 1)) {
+        SCOPED_TRACE(line[0]);
         // A suffix that matches no entry, so only the magic can answer.
-        write_file("sample.unknown", entry.contents);
+        write_file("sample.unknown", unescaped(line[0]));
         const char *type = bitmap_filetype("sample.unknown");
-        ASSERT_NE(type, nullptr) << entry.type;
-        EXPECT_STREQ(type, entry.type);
+        EXPECT_EQ(std::string(type ? type : "(none)"), line[1]);
     }
 }
 
 // Without a signature (short or unknown contents, or no file at all) the
 // lower-cased suffix decides.
 TEST_F(ImageFileType, WithoutASignatureTheSuffixDecides) {
-    struct row {
-        const char *name, *contents, *type; // contents null: no such file
-    };
-    const row rows[] = {
-        {"notes.tga", "plain text", "targa"},    {"empty.bmp", "", "windows bitmap"},
-        {"almost.raw", "P6 6 5 255", "alchemy"}, // "P6" without its line feed
-        {"plain.txt", "plain text", nullptr},    {"shot0001.tga", nullptr, "targa"},
-        {"SHOT0001.TGA", nullptr, "targa"},      {"frame.pnm", nullptr, "portable pixmap"},
-        {"page.ps", nullptr, "*postscript"},     {"dir.d/picture.sba", nullptr, "sbm3"},
-        {"picture", nullptr, nullptr},           {"dir.d/picture", nullptr, nullptr},
-    };
-    for (const row &r : rows) {
-        if (r.contents)
-            write_file(r.name, r.contents);
-        const char *type = bitmap_filetype(r.name);
-        EXPECT_EQ(std::string(type ? type : "(none)"), r.type ? r.type : "(none)") << r.name;
+    for (const auto &line : index_lines("filetype/suffixes.txt", 2)) {
+        if (line[1] != "-")
+            write_file(line[0], line[1] == "\"\"" ? "" : unescaped(line[1]));
+        const char *type = bitmap_filetype(line[0].c_str());
+        EXPECT_EQ(std::string(type ? type : "(none)"), line[2]) << line[0];
     }
     // Short reads past the end of a small file are not the stream layer's business.
     EXPECT_FALSE(messages.warned("fread"));

@@ -137,22 +137,18 @@ TEST_F(ImageRegistry, LoadSetsNameAndLoader) {
     EXPECT_EQ(calls, std::vector<std::string>{"load f.tga"});
 }
 
-TEST_F(ImageRegistry, LoadOfAnUnknownTypeIsQuietlyNothing) {
+// An unknown type is quietly nothing; a failing loader is warned about; a
+// driver without a loader is an error.
+TEST_F(ImageRegistry, LoadsThatGiveNothing) {
     write_file("photo.gif", "GIF89a......");
     EXPECT_EQ(bitmap_fileload("photo.gif"), nullptr);
     EXPECT_TRUE(calls.empty());
     EXPECT_FALSE(messages.warned("failed to load"));
-}
-
-TEST_F(ImageRegistry, LoadFailureWarnsWithDriverAndFile) {
     stand_ins.back().load = failing_load;
     write_file("broken.tga", std::string(3, '\0'));
     EXPECT_EQ(bitmap_fileload("broken.tga"), nullptr);
     stand_ins.back().load = stand_in_load;
     EXPECT_TRUE(messages.warned("loader 'targa' failed to load image(broken.tga)"));
-}
-
-TEST_F(ImageRegistry, LoadWithoutLoadOperationIsAnError) {
     write_file("table.ca", "not an image");
     EXPECT_EQ(error_of([] { bitmap_fileload("table.ca"); }), "'array' does not support loading");
 }

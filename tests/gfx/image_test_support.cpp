@@ -70,14 +70,7 @@ bitmap_ptr golden_picture(const std::string &variant, std::int32_t bpp) {
 }
 
 std::vector<std::uint8_t> f_rgb() {
-    std::vector<std::uint8_t> rgb;
-    for (std::uint32_t y = 0; y < f_height; ++y)
-        for (std::uint32_t x = 0; x < f_width; ++x) {
-            bool red = f_is_red(x, y);
-            rgb.insert(rgb.end(), {static_cast<std::uint8_t>(red ? 255 : 0), 0,
-                                   static_cast<std::uint8_t>(red ? 0 : 255)});
-        }
-    return rgb;
+    return rgb_of(make_f_picture(24).get());
 }
 
 bitmap_ptr make_pattern(std::uint32_t width, std::uint32_t height, std::int32_t bpp,
@@ -127,6 +120,38 @@ std::vector<std::uint8_t> rgb_of(const bitmap *image) {
 std::string file_bytes(const std::string &path) {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+std::vector<std::vector<std::string>> index_lines(const std::string &name, int fields) {
+    std::ifstream in(std::string(LUMIVANE_TEST_DATA) + "/" + name);
+    std::vector<std::vector<std::string>> lines;
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty() || line[0] == '#')
+            continue;
+        std::istringstream words(line);
+        std::vector<std::string> parts(static_cast<std::size_t>(fields) + 1);
+        for (int i = 0; i < fields; ++i)
+            words >> parts[static_cast<std::size_t>(i)];
+        std::getline(words >> std::ws, parts.back());
+        lines.push_back(parts);
+    }
+    EXPECT_FALSE(lines.empty()) << name;
+    return lines;
+}
+
+std::string unescaped(const std::string &text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\' || i + 1 == text.size())
+            out += text[i];
+        else if (text[++i] != 'x')
+            out += text[i] == 'n' ? '\n' : text[i] == 't' ? '\t' : text[i];
+        else {
+            out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        }
+    }
+    return out;
 }
 
 namespace {
@@ -192,6 +217,17 @@ std::string run_command(const std::string &command, int &status) {
     int raw = pclose(pipe);
     status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
     return output;
+}
+
+std::vector<std::uint8_t> rgb_from_command(const std::string &command, std::uint32_t &width,
+                                           std::uint32_t &height) {
+    int status = -1;
+    const std::string output = run_command(command, status);
+    EXPECT_EQ(status, 0) << command;
+    std::vector<std::uint8_t> rgb;
+    width = height = 0;
+    EXPECT_TRUE(parse_ppm(output, width, height, rgb)) << command << " printed no PPM";
+    return rgb;
 }
 
 std::string tool_path(const std::string &name) {

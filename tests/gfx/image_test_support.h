@@ -45,6 +45,13 @@ std::vector<std::uint8_t> rgb_of(const bitmap *image);
 
 std::string file_bytes(const std::string &path);
 
+// The lines of a text file under tests/data without blank and '#' lines, each
+// split into its first `fields` words and the rest of the line.
+std::vector<std::vector<std::string>> index_lines(const std::string &name, int fields);
+
+// `text` with the escapes \n, \t, \\ and \xNN (NN two hex digits) replaced.
+std::string unescaped(const std::string &text);
+
 // The pixels of a PPM (P3 or P6, maxval 255); false when the text is none.
 bool parse_ppm(const std::string &text, std::uint32_t &width, std::uint32_t &height,
                std::vector<std::uint8_t> &rgb);
@@ -52,6 +59,11 @@ bool parse_ppm(const std::string &text, std::uint32_t &width, std::uint32_t &hei
 // Runs a shell command; returns its standard output and sets `status` to its
 // exit status.  Standard error goes to the test's own.
 std::string run_command(const std::string &command, int &status);
+
+// The pixels of the PPM that `command` prints; the test fails when the
+// command fails or prints no PPM.
+std::vector<std::uint8_t> rgb_from_command(const std::string &command, std::uint32_t &width,
+                                           std::uint32_t &height);
 
 // The absolute path of an outside tool that the README's test command
 // installs; the calling test fails (not skips) when it is missing.

@@ -93,24 +93,15 @@ TEST(PixelCursor, AtTwentyFourBitsOnlyTheBytePointerMoves) {
 }
 
 TEST(PixelPut, StoresTheLowBytesOfTheValue) {
-    owned b8(bitmap_alloc2(3, 2, 8));
-    bitmap_putpixel(b8.get(), 2, 1, 0xABCD);
-    EXPECT_EQ(b8->bits[5], 0xCD);
-    owned b16(bitmap_alloc2(3, 2, 15));
-    bitmap_putpixel(b16.get(), 1, 1, 0x12345678);
-    EXPECT_EQ(b16->bits[8], 0x78);
-    EXPECT_EQ(b16->bits[9], 0x56);
-    EXPECT_EQ(b16->bits[10], 0x00);
-    owned b24(bitmap_alloc2(3, 2, 24));
-    bitmap_putpixel(b24.get(), 2, 0, 0x11223344);
-    EXPECT_EQ(b24->bits[6], 0x44);
-    EXPECT_EQ(b24->bits[7], 0x33);
-    EXPECT_EQ(b24->bits[8], 0x22);
-    EXPECT_EQ(b24->bits[9], 0x00);
-    owned b32(bitmap_alloc2(3, 2, 32));
-    bitmap_putpixel(b32.get(), 0, 1, 0x11223344);
-    EXPECT_EQ(b32->bits[12], 0x44);
-    EXPECT_EQ(b32->bits[15], 0x11);
+    for (int bpp : depths) {
+        owned image(bitmap_alloc2(3, 2, bpp));
+        bitmap_putpixel(image.get(), 1, 1, 0x11223344);
+        const int channels = bitmap_channels(image.get());
+        const std::uint8_t *at = image->bits + (3 + 1) * channels;
+        for (int i = 0; i < channels; ++i)
+            EXPECT_EQ(at[i], (0x11223344u >> (8 * i)) & 0xFF) << bpp << ": " << i;
+        EXPECT_EQ(at[channels], 0) << bpp; // the next pixel
+    }
 }
 
 TEST(PixelPut, OutsideTheBitmapChangesNothing) {
@@ -130,15 +121,6 @@ TEST(PixelPut, OutsideTheBitmapChangesNothing) {
         bitmap_putpixel(image.get(), 3, 2, 0xFFFFFFFF);
         EXPECT_FALSE(bitmap_compare(image.get(), before.get(), 1)) << bpp;
     }
-}
-
-TEST(PixelPut, InboundUsesSignedComparisons) {
-    owned image(bitmap_alloc2(4, 3, 8));
-    EXPECT_TRUE(bitmap_inbound(image.get(), 0, 0));
-    EXPECT_TRUE(bitmap_inbound(image.get(), 3, 2));
-    EXPECT_FALSE(bitmap_inbound(image.get(), -1, 0));
-    EXPECT_FALSE(bitmap_inbound(image.get(), 4, 0));
-    EXPECT_FALSE(bitmap_inbound(image.get(), 0, 3));
 }
 
 TEST(PixelGet, ConvertsToTheRequestedNativeDepth) {
@@ -169,9 +151,6 @@ TEST(PixelUpgrade, EveryPairKeepsTheLetterF) {
             owned converted(bitmap_upgrade(source.get(), to));
             ASSERT_NE(converted, nullptr) << from << " -> " << to;
             owned expected(make_f(to));
-            EXPECT_EQ(converted->bpp, to);
-            EXPECT_EQ(converted->xsize, 6u);
-            EXPECT_EQ(converted->ysize, 5u);
             EXPECT_TRUE(bitmap_compare(converted.get(), expected.get(), 1)) << from << " -> " << to;
             EXPECT_EQ(converted->cmap, nullptr);
         }
@@ -190,9 +169,7 @@ TEST(PixelUpgrade, AlphaAndPrecision) {
 
     bitmap_putpixel(b32.get(), 0, 0, 0xFF030201);
     owned back(bitmap_upgrade(b32.get(), 24));
-    EXPECT_EQ(back->bits[0], 1);
-    EXPECT_EQ(back->bits[1], 2);
-    EXPECT_EQ(back->bits[2], 3);
+    EXPECT_EQ(get_pixel(back.get(), 0, 0, 24), 0x030201u);
     // The 15-bpp alpha bit carries over both ways.
     owned with_alpha(bitmap_upgrade(b32.get(), 15));
     EXPECT_EQ(with_alpha->bits[1] & 0x80, 0x80);
@@ -224,8 +201,7 @@ TEST(PixelUpgrade, PaletteWithoutColormapReadsAsGreys) {
     owned image(bitmap_alloc2(1, 1, 8));
     bitmap_putpixel(image.get(), 0, 0, 77);
     owned converted(bitmap_upgrade(image.get(), 24));
-    EXPECT_EQ(converted->bits[0], 77);
-    EXPECT_EQ(converted->bits[2], 77);
+    EXPECT_EQ(get_pixel(converted.get(), 0, 0, 24), 0x4D4D4Du);
 }
 
 TEST(PixelUpgrade, Upgrade2ReplacesThePlaceOnlyOnSuccess) {
