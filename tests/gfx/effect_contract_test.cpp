@@ -2,8 +2,10 @@
 // at every depth and on tiny and ordinary pictures the source is left alone,
 // the target has the documented size and depth, a seed fixes the bytes (also
 // after "rand"), the effect does something, and what "rand" draws can be kept
-// in a preset.  Drivers differ from the
-// default expectations only through their row in `facts` below.
+// in a preset.  The bytes every driver makes are pinned by a checksum in
+// tests/data/golden/effects.txt (written instead with LUMIVANE_WRITE_GOLDEN in
+// the environment).  Drivers differ from the default expectations only
+// through their row in `facts` below.
 #include "gfx/bitmapfx_test_util.h"
 #include "support/capture.h"
 
@@ -127,9 +129,20 @@ std::vector<std::string> builtin_names() {
 // The test picture at a depth (8 bpp through the quantiser, with a colormap).
 owned picture(std::uint32_t width, std::uint32_t height, int bpp) {
     owned rgb(fxtest::photo_like(static_cast<int>(width), static_cast<int>(height)));
-    if (bpp == 24)
-        return rgb;
-    return owned(bitmap_upgrade(rgb.get(), bpp));
+    owned deep(bpp == 24 ? bitmap_dup(rgb.get()) : bitmap_upgrade(rgb.get(), bpp));
+    // Alpha bytes that vary, so that the checksums show what becomes of them.
+    for (std::size_t i = 3; bpp == 32 && i < bitmap_bytesize(deep.get()); i += 4)
+        deep->bits[i] = static_cast<std::uint8_t>(i * 7);
+    return deep;
+}
+
+// A picture's bytes and palette, added to a driver's fingerprint.
+void add_bytes(std::string &all, const bitmap *image) {
+    all.append(reinterpret_cast<const char *>(image->bits), bitmap_bytesize(image));
+    for (int i = 0; image->cmap && i < image->cmap->size; ++i)
+        for (std::int32_t level :
+             {image->cmap->entry[i].r, image->cmap->entry[i].g, image->cmap->entry[i].b})
+            all += static_cast<char>(level);
 }
 
 class EffectContract : public testing::TestWithParam<std::string> {
@@ -159,6 +172,7 @@ class EffectContract : public testing::TestWithParam<std::string> {
 };
 
 TEST_P(EffectContract, KeepsTheContractAtEveryDepthAndSize) {
+    std::string all;
     for (int bpp : {8, 15, 16, 24, 32})
         for (size2 size : {size2{1, 1}, size2{3, 2}, size2{64, 48}}) {
             SCOPED_TRACE(testing::Message() << bpp << " bpp, " << size.x << "x" << size.y);
@@ -181,7 +195,13 @@ TEST_P(EffectContract, KeepsTheContractAtEveryDepthAndSize) {
             ASSERT_NE(random1, nullptr);
             EXPECT_TRUE(bitmap_compare(random1.get(), random2.get(), 1))
                 << "\"rand\" then \"fx\" is not reproducible";
+            add_bytes(all, first.get());
+            add_bytes(all, random1.get());
         }
+    const fxtest::golden_file sums(std::string(LUMIVANE_TEST_DATA) + "/golden/effects.txt",
+                                   "CRC-32 of effects' pictures, by driver or test");
+    const std::string sum = fxtest::crc_text(all);
+    EXPECT_EQ(sums.expected(GetParam(), sum), sum) << "other bytes than the golden run's";
 }
 
 TEST_P(EffectContract, ChangesAnOrdinaryPicture) {
