@@ -13,6 +13,7 @@
 #include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -145,6 +146,19 @@ void add_bytes(std::string &all, const bitmap *image) {
             all += static_cast<char>(level);
 }
 
+// Every driver's stored values before the first test (other suites run
+// "rand" or load presets and may leave theirs behind), put back for each run.
+std::map<void *, std::string> defaults;
+struct keep_defaults : testing::Environment {
+    void SetUp() override {
+        for (bitmapfx_driver *const *d = bitmapfx_builtin_drivers; *d; ++d)
+            for (bitmapfx_parameter *p = (*d)->param_list; p->key; ++p)
+                if (p->value)
+                    defaults[p->value] = std::string(static_cast<char *>(p->value), p->size);
+    }
+};
+testing::Environment *const keeper = testing::AddGlobalTestEnvironment(new keep_defaults);
+
 class EffectContract : public testing::TestWithParam<std::string> {
   protected:
     static void SetUpTestSuite() { fxtest::register_library_effects(); }
@@ -158,6 +172,9 @@ class EffectContract : public testing::TestWithParam<std::string> {
     // One seeded run of "rand" (when asked and present) and "fx".
     owned run(const bitmap *source, std::uint32_t seed, bool randomize) {
         fxtest::parameter_snapshot keep(driver_);
+        for (bitmapfx_parameter *p = driver_->param_list; p->key; ++p)
+            if (defaults.count(p->value))
+                std::copy_n(defaults[p->value].data(), p->size, static_cast<char *>(p->value));
         fxtest::seeded_random random(seed);
         if (facts_->prepare)
             facts_->prepare(driver_, source);
