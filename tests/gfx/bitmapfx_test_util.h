@@ -2,6 +2,7 @@
 // owned bitmaps, seeded random numbers and small test pictures.
 #pragma once
 
+#include "core/hash.h"
 #include "core/progress.h"
 #include "gfx/2d/bitmap/bitmap.h"
 #include "gfx/2d/bitmap/effects/bitmapfx.h"
@@ -13,6 +14,10 @@
 #include <cctype>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -204,6 +209,41 @@ class swapped_procedures {
   private:
     bitmapfx_driver *driver_;
     const bitmapfx_procedure *saved_ = nullptr;
+};
+
+// The CRC-32 of some bytes as eight hex digits.
+inline std::string crc_text(const std::string &bytes) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%08x",
+                  static_cast<unsigned>(hash_compute(bytes.data(), bytes.size())));
+    return text;
+}
+
+// A golden file of "name value" lines after a '#' header: `expected` gives the
+// file's value of a name, or with LUMIVANE_WRITE_GOLDEN in the environment
+// stores the value given in the file.
+class golden_file {
+  public:
+    golden_file(std::string path, std::string header)
+        : path_(std::move(path)), header_(std::move(header)) {}
+    std::string expected(const std::string &name, const std::string &value) const {
+        std::map<std::string, std::string> values;
+        std::ifstream in(path_);
+        for (std::string line; std::getline(in, line);)
+            if (!line.empty() && line[0] != '#')
+                values[line.substr(0, line.find(' '))] = line.substr(line.find(' ') + 1);
+        if (!std::getenv("LUMIVANE_WRITE_GOLDEN"))
+            return values.count(name) ? values[name] : "(none in " + path_ + ")";
+        values[name] = value;
+        std::ofstream out(path_);
+        out << "# " << header_ << "\n";
+        for (const auto &[key, text] : values)
+            out << key << " " << text << "\n";
+        return value;
+    }
+
+  private:
+    std::string path_, header_;
 };
 
 } // namespace fxtest

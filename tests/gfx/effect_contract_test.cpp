@@ -2,8 +2,10 @@
 // at every depth and on tiny and ordinary pictures the source is left alone,
 // the target has the documented size and depth, a seed fixes the bytes (also
 // after "rand"), the effect does something, and what "rand" draws can be kept
-// in a preset.  Drivers differ from the
-// default expectations only through their row in `facts` below.
+// in a preset.  The bytes every driver makes are pinned by a checksum in
+// tests/data/golden/effects.txt (written instead with LUMIVANE_WRITE_GOLDEN in
+// the environment).  Drivers differ from the default expectations only
+// through their row in `facts` below.
 #include "gfx/bitmapfx_test_util.h"
 #include "support/capture.h"
 
@@ -11,6 +13,7 @@
 #include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -127,10 +130,34 @@ std::vector<std::string> builtin_names() {
 // The test picture at a depth (8 bpp through the quantiser, with a colormap).
 owned picture(std::uint32_t width, std::uint32_t height, int bpp) {
     owned rgb(fxtest::photo_like(static_cast<int>(width), static_cast<int>(height)));
-    if (bpp == 24)
-        return rgb;
-    return owned(bitmap_upgrade(rgb.get(), bpp));
+    owned deep(bpp == 24 ? bitmap_dup(rgb.get()) : bitmap_upgrade(rgb.get(), bpp));
+    // Alpha bytes that vary, so that the checksums show what becomes of them.
+    for (std::size_t i = 3; bpp == 32 && i < bitmap_bytesize(deep.get()); i += 4)
+        deep->bits[i] = static_cast<std::uint8_t>(i * 7);
+    return deep;
 }
+
+// A picture's bytes and palette, added to a driver's fingerprint.
+void add_bytes(std::string &all, const bitmap *image) {
+    all.append(reinterpret_cast<const char *>(image->bits), bitmap_bytesize(image));
+    for (int i = 0; image->cmap && i < image->cmap->size; ++i)
+        for (std::int32_t level :
+             {image->cmap->entry[i].r, image->cmap->entry[i].g, image->cmap->entry[i].b})
+            all += static_cast<char>(level);
+}
+
+// Every driver's stored values before the first test (other suites run
+// "rand" or load presets and may leave theirs behind), put back for each run.
+std::map<void *, std::string> defaults;
+struct keep_defaults : testing::Environment {
+    void SetUp() override {
+        for (bitmapfx_driver *const *d = bitmapfx_builtin_drivers; *d; ++d)
+            for (bitmapfx_parameter *p = (*d)->param_list; p->key; ++p)
+                if (p->value)
+                    defaults[p->value] = std::string(static_cast<char *>(p->value), p->size);
+    }
+};
+testing::Environment *const keeper = testing::AddGlobalTestEnvironment(new keep_defaults);
 
 class EffectContract : public testing::TestWithParam<std::string> {
   protected:
@@ -145,6 +172,9 @@ class EffectContract : public testing::TestWithParam<std::string> {
     // One seeded run of "rand" (when asked and present) and "fx".
     owned run(const bitmap *source, std::uint32_t seed, bool randomize) {
         fxtest::parameter_snapshot keep(driver_);
+        for (bitmapfx_parameter *p = driver_->param_list; p->key; ++p)
+            if (defaults.count(p->value))
+                std::copy_n(defaults[p->value].data(), p->size, static_cast<char *>(p->value));
         fxtest::seeded_random random(seed);
         if (facts_->prepare)
             facts_->prepare(driver_, source);
@@ -159,6 +189,7 @@ class EffectContract : public testing::TestWithParam<std::string> {
 };
 
 TEST_P(EffectContract, KeepsTheContractAtEveryDepthAndSize) {
+    std::string all;
     for (int bpp : {8, 15, 16, 24, 32})
         for (size2 size : {size2{1, 1}, size2{3, 2}, size2{64, 48}}) {
             SCOPED_TRACE(testing::Message() << bpp << " bpp, " << size.x << "x" << size.y);
@@ -181,7 +212,13 @@ TEST_P(EffectContract, KeepsTheContractAtEveryDepthAndSize) {
             ASSERT_NE(random1, nullptr);
             EXPECT_TRUE(bitmap_compare(random1.get(), random2.get(), 1))
                 << "\"rand\" then \"fx\" is not reproducible";
+            add_bytes(all, first.get());
+            add_bytes(all, random1.get());
         }
+    const fxtest::golden_file sums(std::string(LUMIVANE_TEST_DATA) + "/golden/effects.txt",
+                                   "CRC-32 of effects' pictures, by driver or test");
+    const std::string sum = fxtest::crc_text(all);
+    EXPECT_EQ(sums.expected(GetParam(), sum), sum) << "other bytes than the golden run's";
 }
 
 TEST_P(EffectContract, ChangesAnOrdinaryPicture) {

@@ -6,12 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <set>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -91,23 +88,6 @@ TEST_F(Generators, TilePlasmaContinuesAcrossItsEdges) {
     }
 }
 
-// The nova's core sits at its centre, given in fractions of the picture.
-TEST_F(Generators, NovaIsBrightestAtItsCentre) {
-    bitmapfx_driver *nova = driver("nova");
-    fxtest::parameter_snapshot keep(nova);
-    set("nova", "xcenter", "0.25");
-    set("nova", "ycenter", "0.75");
-    owned black(bitmap_alloc2(80, 60, 24));
-    owned star = run(nova, black.get(), 3);
-    ASSERT_NE(star, nullptr);
-    int brightest = 0;
-    for (int y = 0; y < 60; ++y)
-        for (int x = 0; x < 80; ++x)
-            brightest = std::max(brightest, brightness(star.get(), x, y));
-    EXPECT_EQ(brightness(star.get(), 20, 45), brightest);
-    EXPECT_LT(brightness(star.get(), 60, 15), brightest);
-}
-
 TEST_F(Generators, CheckerSquaresHaveTheGivenSize) {
     bitmapfx_driver *checker = driver("checker");
     fxtest::parameter_snapshot keep(checker);
@@ -133,19 +113,15 @@ TEST_F(Generators, CheckerSquaresHaveTheGivenSize) {
             }
         EXPECT_EQ(wrong, 0);
     }
-}
-
-// "rand" draws whole numbers from a range with both ends included.
-TEST_F(Generators, RandDrawsEveryCheckerMode) {
-    bitmapfx_driver *checker = driver("checker");
-    fxtest::parameter_snapshot keep(checker);
-    std::set<std::int32_t> modes;
-    for (std::uint32_t seed = 1; seed <= 60; ++seed) {
-        fxtest::seeded_random random(seed);
-        bitmapfx_call(checker, "rand");
-        modes.insert(*static_cast<std::int32_t *>(bitmapfx_talk(checker, "mode", nullptr)));
-    }
-    EXPECT_EQ(modes, (std::set<std::int32_t>{0, 1, 2}));
+    // Overlay darkens below the middle level and lightens from it on.
+    set("checker", "mode", "1");
+    set("checker", "size", "2");
+    owned middle(bitmap_alloc2(2, 1, 24));
+    fxtest::put_rgb(middle.get(), 0, 0, 127, 127, 127);
+    fxtest::put_rgb(middle.get(), 1, 0, 128, 128, 128);
+    owned overlaid = run(checker, middle.get(), 1);
+    EXPECT_EQ(bitmap_boffset(overlaid.get(), 0, 0)[0], 9);  // 2 * 127 * 10 / 255
+    EXPECT_EQ(bitmap_boffset(overlaid.get(), 1, 0)[0], 11); // 255 - 2 * 127 * 245 / 255
 }
 
 struct flare_case {
@@ -160,12 +136,8 @@ TEST_F(Generators, FlareIsBrightestAtItsPosition) {
     owned dark(bitmap_alloc2(w, h, 24));
     bitmap_clear(dark.get(), 0x202020);
     for (const flare_case &c : {flare_case{"flare.standard", 40, 30, false, 1},
-                                {"flare.standard", 120, 70, true, 2},
-                                {"flare.standard", 80, 50, true, 3},
                                 {"flare.standard", 1, 98, true, 4},
-                                {"flare.fast", 40, 30, false, 1},
                                 {"flare.fast", 130, 20, true, 5},
-                                {"flare.fast", 80, 50, true, 6},
                                 {"flare.fast", 158, 1, true, 7}}) {
         SCOPED_TRACE(testing::Message() << c.name << " at " << c.x << "," << c.y << " seed "
                                         << c.seed << (c.randomize ? " after rand" : ""));

@@ -27,17 +27,6 @@ bitmap *quantise(bitmapfx_driver *driver, const bitmap *image, std::int32_t colo
     return bitmapfx_simple(driver, image);
 }
 
-bool same_result(const bitmap *a, const bitmap *b) {
-    if (!bitmap_compare(a, b, 1) || !a->cmap || !b->cmap || a->cmap->size != b->cmap->size)
-        return false;
-    for (int i = 0; i < a->cmap->size; ++i) {
-        const colormap_entry &x = a->cmap->entry[i], &y = b->cmap->entry[i];
-        if (x.r != y.r || x.g != y.g || x.b != y.b)
-            return false;
-    }
-    return true;
-}
-
 void expect_valid_indices(const bitmap *image) {
     ASSERT_EQ(image->bpp, 8);
     ASSERT_NE(image->cmap, nullptr);
@@ -163,21 +152,6 @@ TEST_F(Quantiser, DitheringKeepsTheAverageColour) {
                   0.7 * block_error(image.get(), plain.get()))
             << driver->name;
     }
-}
-
-TEST_F(Quantiser, ResultsAreReproducibleAndIgnoreAlpha) {
-    owned image24(fxtest::photo_like(90, 70, 24));
-    owned image32(fxtest::photo_like(90, 70, 32));
-    for (std::size_t i = 3; i < bitmap_bytesize(image32.get()); i += 4)
-        image32->bits[i] = static_cast<std::uint8_t>(i * 7);
-    for (bitmapfx_driver *driver : {fast, slow})
-        for (int dither : {0, 1}) {
-            owned a(quantise(driver, image24.get(), 64, dither));
-            owned b(quantise(driver, image24.get(), 64, dither));
-            owned c(quantise(driver, image32.get(), 64, dither));
-            EXPECT_TRUE(same_result(a.get(), b.get())) << driver->name;
-            EXPECT_TRUE(same_result(a.get(), c.get())) << driver->name;
-        }
 }
 
 TEST_F(Quantiser, NamesCarryOverAndEmptyPicturesWork) {
